@@ -1,0 +1,15 @@
+# quarnel_options carries what every target of this project is compiled with.
+add_library(quarnel_options INTERFACE)
+target_compile_options(quarnel_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -ffunction-sections -fdata-sections)
+if(QUARNEL_WERROR)
+  target_compile_options(quarnel_options INTERFACE -Werror)
+endif()
+if(QUARNEL_SANITIZE)
+  target_compile_options(quarnel_options INTERFACE
+    -fsanitize=${QUARNEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(quarnel_options INTERFACE -fsanitize=${QUARNEL_SANITIZE})
+endif()
+find_package(Threads REQUIRED)
+target_link_libraries(quarnel_options INTERFACE Threads::Threads)

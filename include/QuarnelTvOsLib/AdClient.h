@@ -1,0 +1,27 @@
+// The platform ad client, for hosts whose platform has one.
+#pragma once
+
+#include <QuarnelTvOsLib/Error.h>
+#include <QuarnelTvOsLib/Value.h>
+
+#include <functional>
+#include <optional>
+
+namespace quarnel {
+
+// Answers whether this installation came from an ad. An empty function is an operation that the
+// client does not respond to. The client may answer on any thread, at once or late; an answer given
+// twice is processed twice.
+struct AdClient {
+  using DetailsCallback =
+      std::function<void(std::optional<Dictionary> details, std::optional<Error> error)>;
+  using DatesCallback =
+      std::function<void(std::optional<Date> purchaseDate, std::optional<Date> impressionDate)>;
+  using AttributedCallback = std::function<void(bool attributed)>;
+
+  std::function<void(DetailsCallback)> requestAttributionDetailsWithBlock;
+  std::function<void(DatesCallback)> lookupAdConversionDetails;
+  std::function<void(AttributedCallback)> determineAppInstallationAttributionWithCompletionHandler;
+};
+
+}  // namespace quarnel

@@ -1,0 +1,207 @@
+// The one public entry point of the library.
+//
+//   auto& tracker = quarnel::QuarnelTracker::sharedTracker();
+//   tracker.setQuarnelDevKey("my-developer-key");
+//   tracker.setAppleAppID("123456789");
+//   tracker.trackAppLaunch();
+//   tracker.trackEventWithValues("purchase", quarnel::Dictionary{{"qn_revenue", 9.99}});
+#pragma once
+
+#include <QuarnelTvOsLib/Error.h>
+#include <QuarnelTvOsLib/Export.h>
+#include <QuarnelTvOsLib/HostEnvironment.h>
+#include <QuarnelTvOsLib/QuarnelTrackerDelegate.h>
+#include <QuarnelTvOsLib/Value.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quarnel {
+
+class Platform;
+struct ServiceConfiguration;
+
+// The validation service confirmed the purchase; `answer` is its whole answer.
+using ValidationSuccess = std::function<void(const Dictionary& answer)>;
+
+// It did not. For a failed exchange, an answer that is no JSON, or a missing store receipt there is
+// an error; when the answer itself says no, or does not know the transaction, there is only the
+// answer.
+using ValidationFailure =
+    std::function<void(const std::optional<Error>& error, const std::optional<Value>& answer)>;
+
+// How e-mail addresses leave the device. Any other value is treated as kSha1.
+enum class EmailCryptType : std::int32_t { kNone = 0, kSha1 = 1, kMd5 = 2 };
+
+// What the platform hands the application when another application or the web continues in it.
+struct UserActivity {
+  std::string activityType;
+  std::optional<std::string> webpageURL;
+};
+
+// The activity type of a page opened in the application instead of the browser.
+inline constexpr const char* NSUserActivityTypeBrowsingWeb = "NSUserActivityTypeBrowsingWeb";
+
+// Reports launches and in-app events, and answers questions about the installation.
+//
+// Threads: every operation may be called from any thread, at any time, also from inside a callback.
+// Reporting operations return at once: they touch neither disk nor network and never fail towards
+// the caller; what goes wrong shows in the log when setIsDebug(true) was called. A report that
+// cannot be delivered is kept on disk and sent again after the next delivery.
+//
+// Configuration: properties may be set at any time; a report uses the values at the moment it is
+// built, shortly after the call. A report without a developer key is dropped.
+//
+// Text is UTF-8; bytes that are not are replaced by U+FFFD. Sizes are not limited.
+class QUARNEL_EXPORT QuarnelTracker {
+ public:
+  // Hands in what only the host application knows. Call it before the first sharedTracker(); later
+  // it changes nothing and returns false.
+  static bool configureSharedTracker(const HostEnvironment& environment);
+
+  // The one tracker of this process, made on first use and never destroyed. Thread-safe.
+  static QuarnelTracker& sharedTracker();
+
+  // A tracker of its own on the given platform, for tests; it must not outlive the platform.
+  QuarnelTracker(Platform& platform, const ServiceConfiguration& services);
+  ~QuarnelTracker();
+  QuarnelTracker(const QuarnelTracker&) = delete;
+  QuarnelTracker& operator=(const QuarnelTracker&) = delete;
+
+  // --- Configuration ---------------------------------------------------------------------------
+
+  // The developer key, issued by the service. Absent (the default): nothing is reported.
+  void setQuarnelDevKey(std::optional<std::string> key);
+  std::optional<std::string> quarnelDevKey() const;
+
+  // The application's store identifier, digits only; anything else is logged and sent all the same.
+  void setAppleAppID(std::optional<std::string> appID);
+  std::optional<std::string> appleAppID() const;
+
+  // The application's own identifier of its user, sent with every report. Default: absent.
+  void setCustomerUserID(std::optional<std::string> userID);
+  std::optional<std::string> customerUserID() const;
+
+  // Additional data, sent with every report as JSON. An absent argument is ignored. Data that has
+  // no JSON form (dates, bytes, non-finite numbers) is logged and not sent.
+  void setAdditionalData(std::optional<Dictionary> customData);
+  std::optional<Dictionary> customData() const;
+
+  // The user's e-mail addresses, an array of texts, sent with every report in the form that the
+  // crypt type says. With kNone only the last one is sent. A report is abandoned when the array
+  // holds elements but no text. Default: none.
+  void setUserEmails(std::optional<Value::Array> emails, EmailCryptType cryptType);
+
+  // An ISO 4217 code of three letters; other lengths are logged and sent all the same.
+  void setCurrencyCode(std::optional<std::string> code);
+  std::optional<std::string> currencyCode() const;
+
+  // Debug mode: every step is logged, personal data included. Default: off.
+  void setIsDebug(bool isDebug);
+  bool isDebug() const;
+
+  // Whether reports carry the device's name. Default: on.
+  void setShouldCollectDeviceName(bool collect);
+  bool shouldCollectDeviceName() const;
+
+  // Whether reports leave out the advertising identifier. Default: off.
+  void setDisableAppleAdSupportTracking(bool disable);
+  bool disableAppleAdSupportTracking() const;
+
+  // Marks reports of users who do not want to be tracked. Default: off.
+  void setDeviceTrackingDisabled(bool disabled);
+  bool deviceTrackingDisabled() const;
+
+  // Whether launches skip the question to the platform's ad client. Default: off.
+  void setDisableIAdTracking(bool disable);
+  bool disableIAdTracking() const;
+
+  // Whether receipts are validated on the store's sandbox. Default: off.
+  void setUseReceiptValidationSandbox(bool useSandbox);
+  bool useReceiptValidationSandbox() const;
+
+  // The application's callbacks, see QuarnelTrackerDelegate; null for none. Not owned.
+  void setDelegate(QuarnelTrackerDelegate* delegate);
+  QuarnelTrackerDelegate* delegate() const;
+
+  // --- Reports ---------------------------------------------------------------------------------
+
+  // Reports a launch, 100 milliseconds from now; nothing is sent when the application resigned
+  // active 5 seconds ago or less.
+  void trackAppLaunch();
+
+  // Reports an in-app event with one value. A value of digits, "-" and "." counts as revenue.
+  void trackEventWithValue(std::optional<std::string> eventName, std::optional<std::string> value);
+
+  // Reports an in-app event with several values, sent as JSON. Values that have no JSON form
+  // (dates, bytes, non-finite numbers anywhere inside) leave the event without values.
+  void trackEventWithValues(std::optional<std::string> eventName, std::optional<Dictionary> values);
+
+  // Reports where the device is, in degrees.
+  void trackLocation(double longitude, double latitude);
+
+  // --- Links and pushes ------------------------------------------------------------------------
+  // Recorded, carried once by the next launch report, and then forgotten.
+
+  // The application was opened with a URL. Of several before a launch, the first one counts.
+  void handleOpenURL(std::optional<std::string> url, std::optional<std::string> sourceApplication);
+  void handleOpenURL(std::optional<std::string> url, std::optional<std::string> sourceApplication,
+                     std::optional<Dictionary> annotation);
+
+  // The application continues an activity; a web page replaces any recorded link. The handler is
+  // never called.
+  void continueUserActivity(const UserActivity& activity,
+                            const std::function<void()>& restorationHandler);
+
+  // Logs the activity.
+  void didUpdateUserActivity(const UserActivity& activity);
+
+  // A push notification arrived; its "qn" entry replaces any recorded one, also by nothing.
+  void handlePushNotification(const Dictionary& userInfo);
+
+  // --- Attribution -----------------------------------------------------------------------------
+
+  // Makes the delegate the tracker's, replacing any other, and asks for the installation's
+  // conversion data, if the delegate has onConversionDataReceived. See QuarnelTrackerDelegate for
+  // the threads. At most five requests that the service refuses are made per version of the
+  // application. Needs developer key and app ID. A URL that cannot be made of them fails on the
+  // calling thread, before this returns.
+  void loadConversionDataWithDelegate(QuarnelTrackerDelegate* delegate);
+
+  // Has the store receipt validated, calls `success` or `failure` once, from a thread of the
+  // library, and then reports the event "qn_purchase" whatever came out. Nothing happens, but a log
+  // line, without product or transaction identifier. The price is sent as it is given. Callbacks
+  // may be empty.
+  void validateAndTrackInAppPurchase(std::optional<std::string> productIdentifier, Value price,
+                                     std::optional<std::string> currency,
+                                     std::optional<std::string> transactionId,
+                                     std::optional<Dictionary> additionalParameters,
+                                     ValidationSuccess success, ValidationFailure failure);
+
+  // Registers the token of the platform's push service 3.5 seconds from now, if it is another one
+  // than before. Needs a report built earlier in this run of the application. Failures are logged
+  // and not retried.
+  void registerUninstall(Bytes deviceToken);
+
+  // --- Questions and control -------------------------------------------------------------------
+
+  // The identifier of this installation, for example "1447545600000-4821337"; never empty. The
+  // first call of an installation makes it and writes it to disk on the calling thread; later ones
+  // read it from memory. May be called before configuration.
+  std::string getQuarnelUID();
+
+  // Waits until nothing that the tracker was told is queued, delayed or in flight, or the timeout
+  // is over. True when all is done. For applications about to end. Not from a callback, and with a
+  // main executor of the application's not from the thread that serves it.
+  bool drain(std::chrono::milliseconds timeout);
+
+ private:
+  class Graph;
+  std::unique_ptr<Graph> graph_;
+};
+
+}  // namespace quarnel
