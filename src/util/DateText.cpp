@@ -1,0 +1,60 @@
+#include "util/DateText.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+namespace quarnel {
+namespace {
+
+// Moments beyond these have no four-digit year; they are shown as the nearest that has one.
+constexpr std::chrono::sys_days kEarliest = std::chrono::year(0) / 1 / 1;
+constexpr std::chrono::sys_days kLatest = std::chrono::year(9999) / 12 / 31;
+
+constexpr std::chrono::seconds kReferenceDate =
+    std::chrono::sys_days(std::chrono::year(2001) / 1 / 1).time_since_epoch();
+
+struct Fields {
+  int year, month, day, hour, minute, second;
+};
+
+Fields fieldsOf(Date date) {
+  const auto days =
+      std::min(std::max(std::chrono::floor<std::chrono::days>(date), kEarliest), kLatest);
+  const std::chrono::year_month_day day(days);
+  const std::chrono::hh_mm_ss time(
+      std::chrono::floor<std::chrono::seconds>(date - std::chrono::floor<std::chrono::days>(date)));
+  return {int(day.year()),           int(unsigned(day.month())),  int(unsigned(day.day())),
+          int(time.hours().count()), int(time.minutes().count()), int(time.seconds().count())};
+}
+
+}  // namespace
+
+std::string describeDate(Date date) {
+  const Fields f = fieldsOf(date);
+  std::array<char, 96> buffer;
+  const int size =
+      std::snprintf(buffer.data(), buffer.size(), "%04d-%02d-%02d %02d:%02d:%02d +0000", f.year,
+                    f.month, f.day, f.hour, f.minute, f.second);
+  return {buffer.data(), static_cast<std::size_t>(size)};
+}
+
+std::string formatServerDate(Date date, std::chrono::seconds utcOffset) {
+  const Fields f = fieldsOf(date + utcOffset);
+  const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(utcOffset).count();
+  std::array<char, 96> buffer;
+  const int size = std::snprintf(buffer.data(), buffer.size(), "%04d-%02d-%02d_%02d%02d%c%02d%02d",
+                                 f.year, f.month, f.day, f.hour, f.minute, minutes < 0 ? '-' : '+',
+                                 std::abs(int(minutes / 60)), std::abs(int(minutes % 60)));
+  return {buffer.data(), static_cast<std::size_t>(size)};
+}
+
+double secondsSince1970(Date date) {
+  return std::chrono::duration<double>(date.time_since_epoch()).count();
+}
+
+double secondsSinceReferenceDate(Date date) {
+  return std::chrono::duration<double>(date.time_since_epoch() - kReferenceDate).count();
+}
+
+}  // namespace quarnel

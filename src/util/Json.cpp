@@ -1,0 +1,260 @@
+#include "util/Json.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <vector>
+
+#include "util/DateText.h"
+#include "util/Text.h"
+
+namespace quarnel {
+namespace {
+
+constexpr std::size_t kMaximumDepth = 512;
+
+// Lets the writer append to a std::string without a copy at the end.
+class StringStream {
+ public:
+  using Ch = char;
+  explicit StringStream(std::string& text) : text_(text) {}
+  void Put(char c) { text_.push_back(c); }
+  void Flush() {}
+
+ private:
+  std::string& text_;
+};
+
+std::string shortest(double number) {
+  std::array<char, 32> buffer;
+  return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr};
+}
+
+// Walks a value with a stack of its own and feeds the writer.
+class ValueWriter {
+ public:
+  ValueWriter(std::string& text, bool describeUnwritable)
+      : stream_(text), writer_(stream_), describeUnwritable_(describeUnwritable) {}
+
+  // False at the first value without a JSON form, which `unwritable` then names.
+  bool write(const Value& root) { return begin(root) && finish(); }
+  bool write(const Dictionary& root) { return beginDictionary(root) && finish(); }
+
+  const std::string& unwritable() const { return unwritable_; }
+
+ private:
+  struct Frame {
+    const Value::Array* array;
+    const Dictionary* dictionary;
+    std::size_t next = 0;
+    std::size_t size() const { return array != nullptr ? array->size() : dictionary->size(); }
+  };
+
+  bool beginDictionary(const Dictionary& dictionary) {
+    open_.push_back({nullptr, &dictionary});
+    return writer_.StartObject();
+  }
+
+  // Writes what is left of the open containers.
+  bool finish() {
+    while (!open_.empty()) {
+      Frame& frame = open_.back();
+      if (frame.next == frame.size()) {
+        frame.array != nullptr ? writer_.EndArray() : writer_.EndObject();
+        open_.pop_back();
+        continue;
+      }
+      const std::size_t at = frame.next++;
+      if (frame.array != nullptr) {
+        if (!begin((*frame.array)[at])) return false;
+      } else {
+        const Dictionary::Entry& entry = *(frame.dictionary->begin() + at);
+        writeText(entry.first, true);
+        if (!begin(entry.second)) return false;
+      }
+    }
+    return true;
+  }
+
+  void writeText(const std::string& text, bool isKey = false) {
+    const bool valid = isValidUtf8(text);
+    const std::string repaired = valid ? std::string() : validUtf8(text);
+    const std::string& content = valid ? text : repaired;
+    const auto size = static_cast<rapidjson::SizeType>(content.size());
+    isKey ? writer_.Key(content.data(), size) : writer_.String(content.data(), size);
+  }
+
+  bool writeUnwritable(std::string kind, const std::string& description) {
+    if (describeUnwritable_) {
+      writeText(description);
+      return true;
+    }
+    unwritable_ = "Invalid type in JSON write (" + std::move(kind) + " " + description + ")";
+    return false;
+  }
+
+  // Writes a leaf, or opens a container.
+  bool begin(const Value& value) {
+    switch (value.type()) {
+      case Value::Type::kNull:
+        return writer_.Null();
+      case Value::Type::kBoolean:
+        return writer_.Bool(*value.boolean());
+      case Value::Type::kInteger:
+        return writer_.Int64(*value.integer());
+      case Value::Type::kDouble: {
+        const std::string number = shortest(*value.number());
+        if (!std::isfinite(*value.number())) return writeUnwritable("number", number);
+        return writer_.RawValue(number.data(), number.size(), rapidjson::kNumberType);
+      }
+      case Value::Type::kText:
+        writeText(*value.text());
+        return true;
+      case Value::Type::kDate:
+        return writeUnwritable("date", describeDate(*value.date()));
+      case Value::Type::kBytes:
+        return writeUnwritable("bytes", describeBytes(*value.bytes()));
+      case Value::Type::kArray:
+        open_.push_back({value.array(), nullptr});
+        return writer_.StartArray();
+      case Value::Type::kDictionary:
+        return beginDictionary(*value.dictionary());
+    }
+    return false;
+  }
+
+  StringStream stream_;
+  rapidjson::Writer<StringStream> writer_;
+  const bool describeUnwritable_;
+  std::vector<Frame> open_;
+  std::string unwritable_;
+};
+
+template <typename Root>
+std::optional<std::string> writeRoot(const Root& root, std::string* why) {
+  std::string text;
+  ValueWriter writer(text, false);
+  if (writer.write(root)) return text;
+  if (why != nullptr) *why = writer.unwritable();
+  return std::nullopt;
+}
+
+// Builds a value from the reader's events. A container is closed into its parent, so that no open
+// container is ever shared.
+class ValueBuilder {
+ public:
+  bool Null() { return add(Value()); }
+  bool Bool(bool value) { return add(value); }
+  bool Int(int value) { return add(value); }
+  bool Uint(unsigned value) { return add(value); }
+  bool Int64(std::int64_t value) { return add(value); }
+  bool Uint64(std::uint64_t value) { return add(value); }
+  bool Double(double value) { return add(value); }
+  bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; }
+  bool String(const char* text, rapidjson::SizeType size, bool) {
+    return add(Value(std::string_view(text, size)));
+  }
+  bool Key(const char* text, rapidjson::SizeType size, bool) {
+    open_.back().key.assign(text, size);
+    return true;
+  }
+  bool StartObject() { return open(Frame::Kind::kDictionary); }
+  bool EndObject(rapidjson::SizeType) { return close(); }
+  bool StartArray() { return open(Frame::Kind::kArray); }
+  bool EndArray(rapidjson::SizeType) { return close(); }
+
+  bool tooDeep() const { return tooDeep_; }
+  Value takeResult() { return std::move(result_); }
+
+ private:
+  struct Frame {
+    enum class Kind { kArray, kDictionary } kind;
+    Value::Array array;
+    Dictionary dictionary;
+    std::string key;
+  };
+
+  bool open(Frame::Kind kind) {
+    tooDeep_ = open_.size() >= kMaximumDepth;
+    if (!tooDeep_) open_.push_back({kind, {}, {}, {}});
+    return !tooDeep_;
+  }
+
+  bool close() {
+    Frame frame = std::move(open_.back());
+    open_.pop_back();
+    return add(frame.kind == Frame::Kind::kArray ? Value(std::move(frame.array))
+                                                 : Value(std::move(frame.dictionary)));
+  }
+
+  bool add(Value value) {
+    if (open_.empty()) {
+      result_ = std::move(value);
+    } else if (Frame& frame = open_.back(); frame.kind == Frame::Kind::kArray) {
+      frame.array.push_back(std::move(value));
+    } else {
+      frame.dictionary.set(std::move(frame.key), std::move(value));
+    }
+    return true;
+  }
+
+  std::vector<Frame> open_;
+  Value result_;
+  bool tooDeep_ = false;
+};
+
+}  // namespace
+
+std::optional<std::string> writeJson(const Value& value, std::string* why) {
+  return writeRoot(value, why);
+}
+
+std::optional<std::string> writeJson(const Dictionary& dictionary, std::string* why) {
+  return writeRoot(dictionary, why);
+}
+
+std::string describe(const Value& value) {
+  if (const std::string* text = value.text()) return *text;
+  std::string description;
+  ValueWriter(description, true).write(value);
+  // A leaf without a JSON form stands by itself, without quotation marks.
+  const bool isLeaf = value.array() == nullptr && value.dictionary() == nullptr;
+  if (isLeaf && description.size() >= 2 && description.front() == '"') {
+    return description.substr(1, description.size() - 2);
+  }
+  return description;
+}
+
+JsonReadResult readJson(std::string_view text) {
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag |
+                              rapidjson::kParseValidateEncodingFlag;
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  rapidjson::Reader reader;
+  ValueBuilder builder;
+  rapidjson::ParseResult parsed = reader.Parse<kFlags>(stream, builder);
+  // The reader takes a zero byte for the end of the text.
+  if (parsed && stream.Tell() != text.size()) {
+    parsed.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
+  }
+  if (parsed) return {builder.takeResult(), {}};
+  const std::string reason = builder.tooDeep() ? "Nested deeper than 512 levels."
+                                               : rapidjson::GetParseError_En(parsed.Code());
+  return {std::nullopt,
+          {"QuarnelJSONError", static_cast<int>(parsed.Code()),
+           reason + " (around byte " + std::to_string(parsed.Offset()) + ")"}};
+}
+
+double shortestDouble(float number) {
+  std::array<char, 32> buffer;
+  char* const end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
+  double result = number;
+  std::from_chars(buffer.data(), end, result);
+  return result;
+}
+
+}  // namespace quarnel
