@@ -1,0 +1,26 @@
+// The text of a cached request's file.
+#pragma once
+
+#include <QuarnelTvOsLib/Value.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "transport/QuarnelRequestCacheData.h"
+
+namespace quarnel {
+
+// "<seconds since 2001-01-01 UTC, six decimals>.qn".
+std::string cacheFileName(Date writtenAt);
+
+// Three lines, "version=", "url=" and "data=". Line breaks inside the URL are percent-escaped, so
+// that no URL can pass for another line.
+std::string cacheFileContent(const QuarnelRequestCacheData& record);
+
+// Reads a record back; the time that it spent in the cache, by its file's name, is put behind its
+// URL. Absent when the text holds no URL or no data.
+std::optional<QuarnelRequestCacheData> parseCacheFile(const std::string& name,
+                                                      std::string_view content, Date now);
+
+}  // namespace quarnel

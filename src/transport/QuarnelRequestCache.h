@@ -1,0 +1,73 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/Platform.h"
+#include "transport/QuarnelServerHandler.h"
+#include "transport/RequestReplay.h"
+#include "util/DebugLog.h"
+
+namespace quarnel {
+
+class SerialQueue;
+
+// Keeps reports that could not be delivered, one file each, and sends them again, one after
+// another, once a fresh report has got through. docs/offline-cache.md tells the file format and the
+// rules.
+//
+// All work runs on one serial queue of the cache's own; the operations may be called from any
+// thread and take effect in the order of the calls.
+//
+//   idle       `cachedRequests_` is empty. processCache loads the directory and, when it holds
+//              records, starts a replay 0.1 seconds later by way of the main queue.
+//   replaying  The head of `cachedRequests_` is sent next, when the exchange of the record before
+//   it
+//              has ended, whatever its outcome. processCache does nothing.
+//
+// A record leaves the list when it is sent, not when its answer comes. While the last one is in
+// flight the list is empty, so that a processCache may load its file again: that record can be
+// delivered twice.
+class QuarnelRequestCache : public RequestReplay {
+ public:
+  using AppID = std::function<std::optional<std::string>()>;
+
+  QuarnelRequestCache(Platform& platform, const std::string& queueLabel, const DebugLog& log,
+                      QuarnelServerHandler& serverHandler, AppID appleAppID);
+
+  void cacheRequest(RequestRecord record) override;
+  void processCache() override;
+  void deleteRequest(RequestRecord record) override;
+  void sendNextCachedEvents() override;
+
+ private:
+  std::optional<std::string> getCacheDirectoryPath();
+  void initialize();
+  std::size_t getCacheSize(const std::string& directory) const;
+  std::deque<RequestRecord> getCachedRequests();
+  void write(const QuarnelRequestCacheData& record);
+  void load();
+  void startReplay(unsigned load);
+  void sendNext();
+  void sendCachedRequest(const RequestRecord& record);
+  void removeFile(const QuarnelRequestCacheData& record);
+
+  Platform& platform_;
+  const DebugLog& log_;
+  QuarnelServerHandler& serverHandler_;
+  const AppID appleAppID_;
+  const std::shared_ptr<SerialQueue> queue_;
+
+  // Touched on the queue only.
+  std::deque<RequestRecord> cachedRequests_;
+  bool isSendingCachedData_ = false;  // Guards processCache, but nothing ever sets it.
+  bool isInFlight_ = false;           // One replayed request at a time.
+  unsigned loads_ = 0;                // Tells a delayed start which load it belongs to.
+  std::optional<std::string> cacheDirectoryPath_;
+  bool failedToInitialize_ = false;
+};
+
+}  // namespace quarnel
