@@ -1,0 +1,170 @@
+#include "compose/ReportBuilder.h"
+
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "compose/BodyEncoder.h"
+#include "compose/EndpointURLs.h"
+#include "platform/Dispatcher.h"
+#include "platform/FileSystem.h"
+#include "platform/UserDefaults.h"
+#include "util/Json.h"
+#include "util/StoredValues.h"
+
+namespace quarnel {
+namespace {
+
+constexpr std::string_view kInstallTimestamp = "QuarnelInstallTimestamp";
+
+}  // namespace
+
+ReportBuilder::ReportBuilder(const TrackerContext& context, DeviceIdentity& identity,
+                             Counters& counters, InstallDates& dates,
+                             QuarnelServerHandler& serverHandler,
+                             std::function<void()> launchDelivered)
+    : context_(context),
+      identity_(identity),
+      counters_(counters),
+      dates_(dates),
+      serverHandler_(serverHandler),
+      launchDelivered_(std::move(launchDelivered)),
+      deviceFields_(context, identity),
+      userFields_(context),
+      attributionFields_(context),
+      queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
+                                                           ".QuarnelReports")) {}
+
+void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName) {
+  callServerWithEventName(std::move(eventName), std::nullopt, std::nullopt, false, false);
+}
+
+void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
+                                            std::optional<std::string> value, bool isInAppEvent,
+                                            bool isNewAPI) {
+  callServerWithEventName(std::move(eventName), std::move(value), std::nullopt, isInAppEvent,
+                          isNewAPI);
+}
+
+void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
+                                            std::optional<std::string> value,
+                                            std::optional<Dictionary> dictionary, bool isEvent,
+                                            bool isNewAPI) {
+  Report report;
+  report.eventName = std::move(eventName);
+  report.value = std::move(value);
+  report.dictionary = std::move(dictionary);
+  report.isEvent = isEvent;
+  report.isNewAPI = isNewAPI;
+  queue_->post([this, report = std::move(report)]() mutable { build(report); });
+}
+
+void ReportBuilder::build(Report& report) {
+  try {
+    if (!enter(report)) return;
+    fillBody(report);
+    handOff(report);
+  } catch (const std::exception& exception) {
+    context_.log(kBuildOperation, "Error could not send url: ", exception.what());
+  }
+}
+
+// The entry checks and the decisions about the installation; false for a report that is dropped.
+bool ReportBuilder::enter(Report& report) {
+  context_.log(kBuildOperation, "(", kLibraryVersion, "): entered callServerWithEventName.");
+  const std::optional<std::string> key = context_.state.get(&TrackerFields::quarnelDevKey);
+  context_.log(kBuildOperation, "dev key: ", key.value_or("").empty() ? "missing!!!" : *key);
+  if (!key) {
+    context_.log(kBuildOperation, "Quarnel dev key is missing");
+    return false;
+  }
+  identity_.validateAppID();
+
+  UserDefaults& defaults = context_.platform.userDefaults();
+  report.isFirstTime = !defaults.get(kInstallTimestamp);
+  context_.log(kBuildOperation, "First time = ", report.isFirstTime ? 1 : 0, " ",
+               storedText(defaults, kInstallTimestamp), " ", kInstallTimestamp);
+  const Date now = context_.platform.clock().now();
+  if (report.isLaunch()) {
+    context_.state.set(&TrackerFields::lastLaunchTime, std::optional(now));
+    if (report.isFirstTime) {
+      context_.log(kBuildOperation, "Get install receipt");
+      report.receipt = context_.utils.getStoreReceipt();
+    }
+  }
+  if (report.isFirstTime) defaults.set(kInstallTimestamp, fixed(secondsSince1970(now), 6));
+  return true;
+}
+
+// Sets the fields in the order in which they are sent.
+void ReportBuilder::fillBody(Report& report) {
+  const DeviceFacts device = context_.platform.device().currentDevice();
+  const BundleFacts bundle = context_.platform.device().mainBundle();
+  report.set("uid", identity_.getQuarnelUID());
+  report.set("serverApiVersion", kServerApiVersion);
+  addReceipt(report);
+  deviceFields_.addDevice(report, device);
+  addCounters(report);
+  userFields_.addPurchase(report);
+  attributionFields_.addLinkAndPush(report);
+  deviceFields_.addAdvertising(report);
+  deviceFields_.addApplication(report, device, bundle);
+  addDates(report, bundle);
+  deviceFields_.addLocale(report, device);
+  userFields_.addEvent(report);
+  deviceFields_.addNetwork(report);
+  attributionFields_.addAttribution(report);
+  userFields_.addEmails(report);
+  if (report.isLaunch()) context_.state.set(&TrackerFields::didCollectIAdData, true);
+}
+
+void ReportBuilder::addReceipt(Report& report) {
+  if (!report.receipt) return;
+  const Value* status = report.receipt->find("status");
+  if (status != nullptr && *status == Value("-1")) return;
+  if (auto json = context_.utils.getJsonStringFromDictionary(*report.receipt)) {
+    report.set("installReceiptData", *std::move(json));
+  }
+}
+
+// A report counts as a launch or as an in-app event, never as both.
+void ReportBuilder::addCounters(Report& report) {
+  const bool isInAppEvent = report.eventName && !report.isLaunch();
+  report.set("counter", counters_.getCounter(!isInAppEvent));
+  report.set("sessioncounter", counters_.getRealLaunchCounter());
+  report.set("iaecounter", counters_.getInAppCounter(isInAppEvent));
+  const auto passed = static_cast<float>(counters_.getTimePassedSinceLastLaunch());
+  report.set("timepassedsincelastlaunch", shortestDouble(passed));
+}
+
+void ReportBuilder::addDates(Report& report, const BundleFacts& bundle) {
+  const DateFormatter formatter = context_.utils.getDateFormatter();
+  const FileSystem& files = context_.platform.fileSystem();
+  const auto date1 = dates_.getInstallDate(formatter);
+  const auto date2 = formatter.string(files.modificationDate(files.temporaryDirectory()));
+  context_.log(kBuildOperation, "Looking for previous version date.");
+  const auto version = bundle.hasInfoDictionary ? bundle.bundleVersion : std::nullopt;
+  const auto date3 = dates_.getVersionUpdateDate(version, date2);
+  context_.log(kBuildOperation, "date1= ", date1);
+  context_.log(kBuildOperation, "date2= ", date2);
+  context_.log(kBuildOperation, "date3= ", date3);
+  report.set("date1", date1);
+  report.set("date2", date2);
+  report.set("date3", date3);
+  report.set("firstLaunchDate", dates_.getFirstLanuchDate(formatter));
+}
+
+void ReportBuilder::handOff(const Report& report) {
+  const auto json = context_.utils.getJsonDataFromDictionary(report.body.dict());
+  if (!json) throw std::runtime_error("the report has no JSON form");
+  const TrackerFields fields = context_.state.snapshot();
+  auto record = std::make_shared<const QuarnelRequestCacheData>(
+      createURLFor(context_.services, "event", fields.appleAppID, report.isEvent),
+      encodeBody(*json, fields.quarnelDevKey.value_or("")), kLibraryVersion);
+  std::function<void()> onSuccess;
+  if (report.isLaunch()) onSuccess = launchDelivered_;
+  serverHandler_.sendRequestEventToServer(std::move(record), false, fields.appleAppID,
+                                          context_.log.isEnabled(), std::move(onSuccess));
+}
+
+}  // namespace quarnel

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "compose/AttributionFields.h"
+#include "compose/Counters.h"
+#include "compose/DeviceFields.h"
+#include "compose/DeviceIdentity.h"
+#include "compose/InstallDates.h"
+#include "compose/Report.h"
+#include "compose/TrackerContext.h"
+#include "compose/UserFields.h"
+#include "transport/QuarnelServerHandler.h"
+
+namespace quarnel {
+
+class SerialQueue;
+
+// Builds launch and event reports and hands them to the transport.
+//
+// Callers may be on any thread, the application's included: a call only queues the report. Reports
+// are built one at a time, in the order of the calls, on a serial queue of the builder's own, where
+// the stores may be read and written without holding up anybody.
+class ReportBuilder {
+ public:
+  // `launchDelivered` runs on the session's callback queue after a launch report has got through.
+  ReportBuilder(const TrackerContext& context, DeviceIdentity& identity, Counters& counters,
+                InstallDates& dates, QuarnelServerHandler& serverHandler,
+                std::function<void()> launchDelivered);
+
+  // A launch.
+  void callServerWithEventName(std::optional<std::string> eventName);
+
+  // An in-app event.
+  void callServerWithEventName(std::optional<std::string> eventName,
+                               std::optional<std::string> value, bool isInAppEvent, bool isNewAPI);
+
+  void callServerWithEventName(std::optional<std::string> eventName,
+                               std::optional<std::string> value,
+                               std::optional<Dictionary> dictionary, bool isEvent, bool isNewAPI);
+
+ private:
+  void build(Report& report);
+  bool enter(Report& report);
+  void fillBody(Report& report);
+  void addReceipt(Report& report);
+  void addCounters(Report& report);
+  void addDates(Report& report, const BundleFacts& bundle);
+  void handOff(const Report& report);
+
+  const TrackerContext& context_;
+  DeviceIdentity& identity_;
+  Counters& counters_;
+  InstallDates& dates_;
+  QuarnelServerHandler& serverHandler_;
+  const std::function<void()> launchDelivered_;
+  const DeviceFields deviceFields_;
+  const UserFields userFields_;
+  const AttributionFields attributionFields_;
+  const std::shared_ptr<SerialQueue> queue_;
+};
+
+}  // namespace quarnel
