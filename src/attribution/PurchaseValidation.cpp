@@ -1,0 +1,161 @@
+#include "attribution/PurchaseValidation.h"
+
+#include <string_view>
+#include <utility>
+
+#include "platform/DeviceFacts.h"
+#include "platform/Dispatcher.h"
+#include "util/Json.h"
+#include "util/SystemVersion.h"
+#include "util/Text.h"
+
+namespace quarnel {
+namespace {
+
+constexpr std::string_view kOperation =
+    "-[QuarnelTracker validateAndTrackInAppPurchase:price:currency:transactionId:"
+    "additionalParameters:success:failure:]";
+constexpr std::string_view kCompletion =
+    "-[QuarnelTracker validateAndTrackInAppPurchase:price:currency:transactionId:"
+    "additionalParameters:success:failure:]_block_invoke";
+
+// Whether the status stands for a valid receipt: 0, or a text that reads as 0.
+bool isValidStatus(const Value* status) {
+  if (status == nullptr) return false;
+  if (const auto* integer = status->integer()) return *integer == 0;
+  if (const auto* number = status->number()) return *number > -1 && *number < 1;
+  if (const auto* text = status->text()) return integerValue(*text) == 0;
+  if (const auto* boolean = status->boolean()) return !*boolean;
+  return false;
+}
+
+const Value* entry(const Value* value, std::string_view key) {
+  const Dictionary* dictionary = value != nullptr ? value->dictionary() : nullptr;
+  return dictionary != nullptr ? dictionary->find(key) : nullptr;
+}
+
+bool holdsTransaction(const Value& answer, const std::string& transactionId) {
+  const Value* records = entry(entry(&answer, "receipt"), "in_app");
+  if (records == nullptr || records->array() == nullptr) return false;
+  for (const Value& record : *records->array()) {
+    const Value* id = entry(&record, "transaction_id");
+    if (id != nullptr && id->text() != nullptr && *id->text() == transactionId) return true;
+  }
+  return false;
+}
+
+// Nothing that a callback of the application throws gets any further.
+template <typename Function, typename... Arguments>
+void callBack(const DebugLog& log, const Function& function, const Arguments&... arguments) {
+  if (!function) return;
+  try {
+    function(arguments...);
+  } catch (const std::exception& exception) {
+    log(kCompletion, "exception in a callback of the application: ", exception.what());
+  } catch (...) {
+    log(kCompletion, "exception in a callback of the application");
+  }
+}
+
+}  // namespace
+
+PurchaseValidation::PurchaseValidation(const TrackerContext& context, DeviceIdentity& identity,
+                                       QuarnelServerHandler& serverHandler, TrackEvent trackEvent)
+    : context_(context),
+      identity_(identity),
+      serverHandler_(serverHandler),
+      trackEvent_(std::move(trackEvent)),
+      queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
+                                                           ".QuarnelPurchases")) {}
+
+void PurchaseValidation::validateAndTrackInAppPurchase(
+    std::optional<std::string> productIdentifier, Value price, std::optional<std::string> currency,
+    std::optional<std::string> transactionId, std::optional<Dictionary> additionalParameters,
+    ValidationSuccess success, ValidationFailure failure) {
+  if (!isSystemAtLeast(context_.platform.device(), "7")) return;
+  if (!productIdentifier || !transactionId) {
+    context_.log(kOperation, "Quarnel Error: validateInAppPurchase Parameters cannot be nil");
+    return;
+  }
+  auto purchase = std::make_shared<const Purchase>(
+      Purchase{validUtf8(*std::move(productIdentifier)), std::move(price), std::move(currency),
+               validUtf8(*std::move(transactionId)), std::move(additionalParameters),
+               std::move(success), std::move(failure)});
+  queue_->post([this, purchase = std::move(purchase)] { start(purchase); });
+}
+
+void PurchaseValidation::start(const SharedPurchase& purchase) {
+  Dictionary receipt = context_.utils.getStoreReceipt();
+  if (receipt.find("data") == nullptr) {
+    const Error error{context_.services.vendorPrefix + ".ErrorDomain", 0, "no store receipt"};
+    trackPurchase(*purchase, examine(*purchase, error, std::nullopt));
+    return;
+  }
+  const Dictionary request = parameters(std::move(receipt));
+  if (context_.log.isEnabled()) context_.log(kOperation, "parameters = ", describe(request));
+  serverHandler_.sendPOSTRequest(request, [this, purchase](const std::optional<Error>& error,
+                                                           const std::optional<std::string>& body) {
+    trackPurchase(*purchase, examine(*purchase, error, body));
+  });
+}
+
+Dictionary PurchaseValidation::parameters(Dictionary receipt) {
+  const TrackerFields fields = context_.state.snapshot();
+  const auto set = [&receipt](const char* key, const std::optional<std::string>& text) {
+    if (text) receipt.set(key, *text);
+  };
+  set("quarnelId", identity_.getQuarnelUID());
+  set("appDevKey", fields.quarnelDevKey);
+  set("appId", fields.appleAppID);
+  set("sandbox", fields.useReceiptValidationSandbox ? "true" : "false");
+  set("url", "https://" + context_.services.servicesHost + "/validate-ios-receipt");
+  return receipt;
+}
+
+// Tells the application what came out, and returns whether the purchase is valid.
+bool PurchaseValidation::examine(const Purchase& purchase, const std::optional<Error>& error,
+                                 const std::optional<std::string>& body) {
+  if (error) {
+    context_.log(kCompletion, "Failed validating receipt = ", error->description);
+    return fail(purchase, error, body ? std::optional<Value>(*body) : std::nullopt);
+  }
+  const JsonReadResult parsed = readJson(body.value_or(""));
+  if (!parsed.value) return fail(purchase, parsed.error, std::nullopt);
+  return examineAnswer(purchase, *parsed.value);
+}
+
+bool PurchaseValidation::examineAnswer(const Purchase& purchase, const Value& answer) {
+  if (!isValidStatus(entry(&answer, "status"))) {
+    if (context_.log.isEnabled()) {
+      context_.log(kCompletion, "Failed validating receipt = ", describe(answer));
+    }
+    return fail(purchase, std::nullopt, answer);
+  }
+  if (!holdsTransaction(answer, purchase.transactionId)) {
+    context_.log(kCompletion, "Transaction not found in receipt data - validation failed.");
+    return fail(purchase, std::nullopt, answer);
+  }
+  context_.log(kCompletion, "Succeeded validating receipt");
+  callBack(context_.log, purchase.success, *answer.dictionary());
+  return true;
+}
+
+bool PurchaseValidation::fail(const Purchase& purchase, const std::optional<Error>& error,
+                              const std::optional<Value>& answer) {
+  callBack(context_.log, purchase.failure, error, answer);
+  return false;
+}
+
+void PurchaseValidation::trackPurchase(const Purchase& purchase, bool isValidated) {
+  Dictionary values{
+      {"qn_revenue", purchase.price},
+      {"qn_validated", isValidated ? "true" : "false"},
+      {"qn_content_id", purchase.productIdentifier},
+      {"qn_currency", purchase.currency ? Value(*purchase.currency) : Value()},
+      {"qn_quantity", 1},
+  };
+  if (purchase.additionalParameters) values.set("qn_param_1", *purchase.additionalParameters);
+  trackEvent_("qn_purchase", std::move(values));
+}
+
+}  // namespace quarnel

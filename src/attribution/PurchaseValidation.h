@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QuarnelTvOsLib/Error.h>
+#include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <QuarnelTvOsLib/Value.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "compose/DeviceIdentity.h"
+#include "compose/TrackerContext.h"
+#include "transport/QuarnelServerHandler.h"
+
+namespace quarnel {
+
+class SerialQueue;
+
+// A purchase on its way through validation.
+struct Purchase {
+  std::string productIdentifier;
+  Value price;
+  std::optional<std::string> currency;
+  std::string transactionId;
+  std::optional<Dictionary> additionalParameters;
+  ValidationSuccess success;
+  ValidationFailure failure;
+};
+
+// Has the store receipt validated by the service, tells the application, and reports the purchase
+// as an event, whatever came out. Calls are independent of each other; nothing is kept or retried.
+class PurchaseValidation {
+ public:
+  using TrackEvent = std::function<void(std::string eventName, Dictionary values)>;
+
+  PurchaseValidation(const TrackerContext& context, DeviceIdentity& identity,
+                     QuarnelServerHandler& serverHandler, TrackEvent trackEvent);
+
+  // Returns at once. Callbacks come from a thread of the library, never from the caller's.
+  void validateAndTrackInAppPurchase(std::optional<std::string> productIdentifier, Value price,
+                                     std::optional<std::string> currency,
+                                     std::optional<std::string> transactionId,
+                                     std::optional<Dictionary> additionalParameters,
+                                     ValidationSuccess success, ValidationFailure failure);
+
+ private:
+  using SharedPurchase = std::shared_ptr<const Purchase>;
+
+  void start(const SharedPurchase& purchase);
+  Dictionary parameters(Dictionary receipt);
+  bool examine(const Purchase& purchase, const std::optional<Error>& error,
+               const std::optional<std::string>& body);
+  bool examineAnswer(const Purchase& purchase, const Value& answer);
+  bool fail(const Purchase& purchase, const std::optional<Error>& error,
+            const std::optional<Value>& answer);
+  void trackPurchase(const Purchase& purchase, bool isValidated);
+
+  const TrackerContext& context_;
+  DeviceIdentity& identity_;
+  QuarnelServerHandler& serverHandler_;
+  const TrackEvent trackEvent_;
+  const std::shared_ptr<SerialQueue> queue_;  // Reads receipts off the caller's thread.
+};
+
+}  // namespace quarnel
