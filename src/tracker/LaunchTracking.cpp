@@ -1,0 +1,113 @@
+#include "tracker/LaunchTracking.h"
+
+#include <chrono>
+#include <string_view>
+
+#include "platform/Dispatcher.h"
+#include "platform/HostServices.h"
+#include "platform/UserDefaults.h"
+#include "util/Json.h"
+#include "util/StoredValues.h"
+#include "util/Text.h"
+
+namespace quarnel {
+namespace {
+
+constexpr std::string_view kOperation = "-[QuarnelTracker trackAppLaunch]";
+constexpr std::string_view kCallback = "-[QuarnelTracker trackAppLaunch]_block_invoke";
+
+constexpr std::string_view kAdAttribution = "QuarneliAdAttributionKey";
+constexpr std::string_view kAdPurchaseDate = "QuarneliAdPurchaseDate";
+constexpr std::string_view kAdImpressionDate = "QuarneliAdImpressionDate";
+
+constexpr std::chrono::milliseconds kLaunchDelay{100};
+// An application that was left for no longer than this was not launched again.
+constexpr std::chrono::seconds kShortAbsence{5};
+
+std::optional<std::string> launchName() { return std::string(kLaunchEventName); }
+
+}  // namespace
+
+void LaunchTracking::trackAppLaunch() {
+  context_.log(kOperation, "Launch");
+  context_.state.set(&TrackerFields::didCollectIAdData, false);
+  askAdClient();
+  const auto queue =
+      context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
+  queue->postAfter(kLaunchDelay, [this] { sendLaunchToServer(); });
+}
+
+void LaunchTracking::askAdClient() {
+  if (context_.state.get(&TrackerFields::disableIAdTracking)) return;
+  const std::shared_ptr<AdClient> client = context_.platform.adClientLookup().sharedClient();
+  // The store is asked last: where there is no ad client, the caller's thread stays off the disk.
+  if (!client || storedBoolean(context_.platform.userDefaults(), kAdAttribution)) return;
+  context_.log(kOperation, "AdClient supported");
+  if (client->requestAttributionDetailsWithBlock) {
+    client->requestAttributionDetailsWithBlock(
+        [this](const std::optional<Dictionary>& details, const std::optional<Error>& error) {
+          receiveDetails(details, error.has_value());
+        });
+  }
+  if (client->lookupAdConversionDetails) {
+    client->lookupAdConversionDetails(
+        [this](std::optional<Date> purchaseDate, std::optional<Date> impressionDate) {
+          receiveDates(purchaseDate, impressionDate);
+        });
+  } else if (client->determineAppInstallationAttributionWithCompletionHandler) {
+    client->determineAppInstallationAttributionWithCompletionHandler(
+        [this](bool attributed) { receiveAttributed(attributed); });
+  }
+}
+
+void LaunchTracking::receiveDetails(const std::optional<Dictionary>& details, bool failed) {
+  if (failed || !details) return;
+  const Value copy(*details);
+  context_.state.set(&TrackerFields::iADV3data, std::optional(copy));
+  if (context_.log.isEnabled()) context_.log(kCallback, "attribution by iAD: ", describe(copy));
+}
+
+void LaunchTracking::receiveDates(std::optional<Date> purchaseDate,
+                                  std::optional<Date> impressionDate) {
+  UserDefaults& defaults = context_.platform.userDefaults();
+  const bool attributed = purchaseDate && impressionDate;
+  defaults.set(kAdAttribution, attributed);
+  if (attributed) {
+    const DateFormatter formatter = context_.utils.getDateFormatter();
+    defaults.set(kAdPurchaseDate, formatter.string(*purchaseDate));
+    defaults.set(kAdImpressionDate, formatter.string(*impressionDate));
+    if (context_.state.get(&TrackerFields::didCollectIAdData)) {
+      builder_.callServerWithEventName(launchName());
+      context_.log(kCallback,
+                   "attribution details by iAD: impression: ", describeDate(*impressionDate),
+                   "\tpurchase", describeDate(*purchaseDate));
+      context_.log(kCallback, "Got iAd attribution data after first launch");
+    }
+  }
+  defaults.synchronize();
+}
+
+void LaunchTracking::receiveAttributed(bool attributed) {
+  UserDefaults& defaults = context_.platform.userDefaults();
+  defaults.set(kAdAttribution, attributed);
+  defaults.synchronize();
+  if (!attributed || !context_.state.get(&TrackerFields::didCollectIAdData)) return;
+  builder_.callServerWithEventName(launchName());
+  context_.log(kCallback, "attribution by iAD: ", 1);
+  context_.log(kCallback, "Got iAd attribution after first launch");
+}
+
+void LaunchTracking::sendLaunchToServer() {
+  const std::optional<Date> leftAt = context_.state.get(&TrackerFields::timeWentToBG);
+  if (leftAt) {
+    const auto absence = context_.platform.clock().now() - *leftAt;
+    if (absence <= kShortAbsence) {
+      context_.log("-[QuarnelTracker sendLaunchToServer]", "Time from launch ",
+                   fixed(std::chrono::duration<double>(absence).count(), 6));
+      return;
+    }
+  }
+  builder_.callServerWithEventName(launchName());
+}
+
+}  // namespace quarnel

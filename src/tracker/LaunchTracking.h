@@ -1,0 +1,29 @@
+#pragma once
+
+#include "compose/ReportBuilder.h"
+#include "compose/TrackerContext.h"
+
+namespace quarnel {
+
+// Launch reports, and the question to the platform's ad client whether the installation came from
+// an ad. The answer goes with the launch report; one that comes after the report was built sends
+// the launch once more.
+class LaunchTracking {
+ public:
+  LaunchTracking(const TrackerContext& context, ReportBuilder& builder)
+      : context_(context), builder_(builder) {}
+
+  void trackAppLaunch();
+
+ private:
+  void askAdClient();
+  void receiveDetails(const std::optional<Dictionary>& details, bool failed);
+  void receiveDates(std::optional<Date> purchaseDate, std::optional<Date> impressionDate);
+  void receiveAttributed(bool attributed);
+  void sendLaunchToServer();
+
+  const TrackerContext& context_;
+  ReportBuilder& builder_;
+};
+
+}  // namespace quarnel

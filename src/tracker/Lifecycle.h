@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QuarnelTvOsLib/Value.h>
+
+#include <memory>
+
+#include "compose/Counters.h"
+#include "compose/DeviceIdentity.h"
+#include "compose/TrackerContext.h"
+#include "transport/StatSession.h"
+
+namespace quarnel {
+
+class SerialQueue;
+
+// Follows the application through the three notifications of its life, and reports the session's
+// statistics each time it goes to the background.
+class Lifecycle {
+ public:
+  Lifecycle(const TrackerContext& context, Counters& counters, DeviceIdentity& identity,
+            StatSession& statSession);
+
+  // Writes the first log line and, on a device with multitasking, registers for the notifications.
+  void start();
+
+ private:
+  void handleDidFinishLaunch(const Value& userInfo);
+  void handleWillResignActive();
+  void handleEnteredBackground();
+  void backgroundstatCall(std::optional<Date> lastLaunchTime, Date now);
+  std::string statistics(double timeInApp);
+
+  const TrackerContext& context_;
+  Counters& counters_;
+  DeviceIdentity& identity_;
+  StatSession& statSession_;
+  const std::shared_ptr<SerialQueue> queue_;
+};
+
+}  // namespace quarnel

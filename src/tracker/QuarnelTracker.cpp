@@ -1,0 +1,212 @@
+#include <QuarnelTvOsLib/QuarnelTracker.h>
+
+#include <string_view>
+#include <utility>
+
+#include "tracker/TrackerGraph.h"
+#include "util/Json.h"
+#include "util/Text.h"
+
+namespace quarnel {
+
+QuarnelTracker::QuarnelTracker(Platform& platform, const ServiceConfiguration& services)
+    : graph_(std::make_unique<Graph>(platform, services)) {}
+
+QuarnelTracker::~QuarnelTracker() = default;
+
+// --- Configuration ------------------------------------------------------------------------------
+
+void QuarnelTracker::setQuarnelDevKey(std::optional<std::string> key) {
+  graph_->state.set(&TrackerFields::quarnelDevKey, validUtf8(std::move(key)));
+}
+
+std::optional<std::string> QuarnelTracker::quarnelDevKey() const {
+  return graph_->state.get(&TrackerFields::quarnelDevKey);
+}
+
+void QuarnelTracker::setAppleAppID(std::optional<std::string> appID) {
+  graph_->state.set(&TrackerFields::appleAppID, validUtf8(std::move(appID)));
+}
+
+std::optional<std::string> QuarnelTracker::appleAppID() const {
+  return graph_->state.get(&TrackerFields::appleAppID);
+}
+
+void QuarnelTracker::setCustomerUserID(std::optional<std::string> userID) {
+  userID = validUtf8(std::move(userID));
+  graph_->log("-[QuarnelTracker setCustomerUserID:]", "SetCustomerId = ", userID);
+  graph_->state.set(&TrackerFields::customerUserID, std::move(userID));
+}
+
+std::optional<std::string> QuarnelTracker::customerUserID() const {
+  return graph_->state.get(&TrackerFields::customerUserID);
+}
+
+void QuarnelTracker::setAdditionalData(std::optional<Dictionary> customData) {
+  if (!customData) return;
+  Value data(*std::move(customData));
+  if (graph_->log.isEnabled()) {
+    graph_->log("-[QuarnelTracker setAdditionalData:]", "setCustomData = ", describe(data));
+  }
+  graph_->state.set(&TrackerFields::customData, std::optional(std::move(data)));
+}
+
+std::optional<Dictionary> QuarnelTracker::customData() const {
+  const std::optional<Value> data = graph_->state.get(&TrackerFields::customData);
+  return data ? std::optional(*data->dictionary()) : std::nullopt;
+}
+
+void QuarnelTracker::setUserEmails(std::optional<Value::Array> emails, EmailCryptType cryptType) {
+  std::optional<Value> stored;
+  if (emails) stored = Value(*std::move(emails));
+  graph_->state.with([&](TrackerFields& fields) {
+    std::swap(fields.userEmails, stored);
+    fields.emailCryptType = static_cast<std::int32_t>(cryptType);
+  });
+}
+
+void QuarnelTracker::setCurrencyCode(std::optional<std::string> code) {
+  graph_->state.set(&TrackerFields::currencyCode, validUtf8(std::move(code)));
+}
+
+std::optional<std::string> QuarnelTracker::currencyCode() const {
+  return graph_->state.get(&TrackerFields::currencyCode);
+}
+
+void QuarnelTracker::setIsDebug(bool isDebug) {
+  graph_->log.setEnabled(isDebug);
+  graph_->log("-[QuarnelTracker setIsDebug:]",
+              "* * * Quarnel is set to debug mode. This should only be used in development "
+              "enviornment!!!! * * *");
+}
+
+bool QuarnelTracker::isDebug() const { return graph_->log.isEnabled(); }
+
+void QuarnelTracker::setShouldCollectDeviceName(bool collect) {
+  graph_->log("-[QuarnelTracker setShouldCollectDeviceName:]",
+              "setShouldCollectDeviceName is called with flag: ", collect ? "YES" : "NO");
+  graph_->state.set(&TrackerFields::shouldCollectDeviceName, collect);
+}
+
+bool QuarnelTracker::shouldCollectDeviceName() const {
+  return graph_->state.get(&TrackerFields::shouldCollectDeviceName);
+}
+
+void QuarnelTracker::setDisableAppleAdSupportTracking(bool disable) {
+  graph_->state.set(&TrackerFields::disableAppleAdSupportTracking, disable);
+}
+
+bool QuarnelTracker::disableAppleAdSupportTracking() const {
+  return graph_->state.get(&TrackerFields::disableAppleAdSupportTracking);
+}
+
+void QuarnelTracker::setDeviceTrackingDisabled(bool disabled) {
+  graph_->state.set(&TrackerFields::deviceTrackingDisabled, disabled);
+}
+
+bool QuarnelTracker::deviceTrackingDisabled() const {
+  return graph_->state.get(&TrackerFields::deviceTrackingDisabled);
+}
+
+void QuarnelTracker::setDisableIAdTracking(bool disable) {
+  graph_->state.set(&TrackerFields::disableIAdTracking, disable);
+}
+
+bool QuarnelTracker::disableIAdTracking() const {
+  return graph_->state.get(&TrackerFields::disableIAdTracking);
+}
+
+// The line is written whatever the new value.
+void QuarnelTracker::setUseReceiptValidationSandbox(bool useSandbox) {
+  graph_->state.set(&TrackerFields::useReceiptValidationSandbox, useSandbox);
+  graph_->log("-[QuarnelTracker setUseReceiptValidationSandbox:]",
+              "* * * Quarnel is set to verify in app purchases on Apple sandbox. This should only "
+              "be used in development enviornment!!!! * * *");
+}
+
+bool QuarnelTracker::useReceiptValidationSandbox() const {
+  return graph_->state.get(&TrackerFields::useReceiptValidationSandbox);
+}
+
+void QuarnelTracker::setDelegate(QuarnelTrackerDelegate* delegate) {
+  graph_->state.set(&TrackerFields::delegate, delegate);
+}
+
+QuarnelTrackerDelegate* QuarnelTracker::delegate() const {
+  return graph_->state.get(&TrackerFields::delegate);
+}
+
+// --- Reports ------------------------------------------------------------------------------------
+
+void QuarnelTracker::trackAppLaunch() { graph_->launches.trackAppLaunch(); }
+
+void QuarnelTracker::trackEventWithValue(std::optional<std::string> eventName,
+                                         std::optional<std::string> value) {
+  graph_->events.trackEventWithValue(std::move(eventName), std::move(value));
+}
+
+void QuarnelTracker::trackEventWithValues(std::optional<std::string> eventName,
+                                          std::optional<Dictionary> values) {
+  graph_->events.trackEventWithValues(std::move(eventName), std::move(values));
+}
+
+void QuarnelTracker::trackLocation(double longitude, double latitude) {
+  graph_->events.trackLocation(longitude, latitude);
+}
+
+// --- Links and pushes ---------------------------------------------------------------------------
+
+void QuarnelTracker::handleOpenURL(std::optional<std::string> url,
+                                   std::optional<std::string> sourceApplication) {
+  graph_->links.handleOpenURL(std::move(url), std::move(sourceApplication), std::nullopt);
+}
+
+void QuarnelTracker::handleOpenURL(std::optional<std::string> url,
+                                   std::optional<std::string> sourceApplication,
+                                   std::optional<Dictionary> annotation) {
+  graph_->links.handleOpenURL(std::move(url), std::move(sourceApplication), annotation);
+}
+
+void QuarnelTracker::continueUserActivity(const UserActivity& activity,
+                                          const std::function<void()>& restorationHandler) {
+  graph_->links.continueUserActivity(activity, static_cast<bool>(restorationHandler));
+}
+
+void QuarnelTracker::didUpdateUserActivity(const UserActivity& activity) {
+  graph_->links.didUpdateUserActivity(activity);
+}
+
+void QuarnelTracker::handlePushNotification(const Dictionary& userInfo) {
+  graph_->links.handlePushNotification(userInfo);
+}
+
+// --- Attribution --------------------------------------------------------------------------------
+
+void QuarnelTracker::loadConversionDataWithDelegate(QuarnelTrackerDelegate* delegate) {
+  graph_->conversionData.loadConversionDataWithDelegate(delegate);
+}
+
+void QuarnelTracker::validateAndTrackInAppPurchase(std::optional<std::string> productIdentifier,
+                                                   Value price, std::optional<std::string> currency,
+                                                   std::optional<std::string> transactionId,
+                                                   std::optional<Dictionary> additionalParameters,
+                                                   ValidationSuccess success,
+                                                   ValidationFailure failure) {
+  graph_->purchases.validateAndTrackInAppPurchase(
+      std::move(productIdentifier), std::move(price), std::move(currency), std::move(transactionId),
+      std::move(additionalParameters), std::move(success), std::move(failure));
+}
+
+void QuarnelTracker::registerUninstall(Bytes deviceToken) {
+  graph_->uninstalls.registerUninstall(std::move(deviceToken));
+}
+
+// --- Questions and control ----------------------------------------------------------------------
+
+std::string QuarnelTracker::getQuarnelUID() { return graph_->identity.getQuarnelUID(); }
+
+bool QuarnelTracker::drain(std::chrono::milliseconds timeout) {
+  return graph_->context.platform.drain(timeout);
+}
+
+}  // namespace quarnel
