@@ -1,0 +1,150 @@
+#include "platform/linux/CurlEngine.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/OpenSsl.h"
+#include "platform/linux/Threads.h"
+
+namespace quarnel {
+namespace {
+
+// The thread is woken for new work and libcurl shortens the wait to its own timers, so this bounds
+// nothing that matters.
+constexpr std::chrono::milliseconds kLongestPoll = std::chrono::hours(1);
+
+// How long the end of the process waits for the network thread to keep still.
+constexpr std::chrono::milliseconds kExitPatience{2000};
+
+}  // namespace
+
+CurlEngine::CurlEngine(std::optional<std::string> authorityFile,
+                       std::shared_ptr<PendingWork> pending, HttpLimits limits)
+    : authorityFile_(std::move(authorityFile)), pending_(std::move(pending)), limits_(limits) {}
+
+CurlEngine::~CurlEngine() { stop(); }
+
+void CurlEngine::start(HttpRequest request, ExchangeDone done) {
+  auto exchange = std::make_unique<CurlExchange>(std::move(request), std::move(done),
+                                                 PendingWork::Token(pending_));
+  const std::lock_guard lock(mutex_);
+  if (stopping_) return;
+  try {
+    startThreadOnce();
+  } catch (const std::system_error& error) {
+    exchange->fail(transportError(CURLE_FAILED_INIT, error.what()));
+    return;
+  }
+  new_.push_back(std::move(exchange));
+  wake();
+}
+
+void CurlEngine::startThreadOnce() {
+  if (thread_.joinable()) return;
+  thread_ = startThread("quarnel-net", [this] { run(); });
+}
+
+void CurlEngine::stop() {
+  std::thread thread;
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+    thread.swap(thread_);
+    wake();
+    changed_.notify_all();
+  }
+  if (thread.joinable()) thread.join();
+}
+
+void CurlEngine::processIsExiting() {
+  std::unique_lock lock(mutex_);
+  if (!thread_.joinable()) return;
+  exiting_ = true;
+  wake();
+  changed_.wait_for(lock, kExitPatience, [this] { return paused_; });
+}
+
+void CurlEngine::wake() {
+  if (wakeable_ != nullptr) ::curl_multi_wakeup(wakeable_);
+}
+
+void CurlEngine::run() {
+  initialiseOpenSsl();
+  if (::curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK) multi_.reset(::curl_multi_init());
+  // After the set-up of the libraries below, so that it comes before their own end.
+  callAtExit(weak_from_this());
+  if (multi_) {
+    ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits_.connectionsPerHost);
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    wakeable_ = multi_.get();
+  }
+  while (!pauseForExit()) transfer();
+  {
+    const std::lock_guard lock(mutex_);
+    wakeable_ = nullptr;
+    new_.clear();
+  }
+  for (const auto& [handle, exchange] : active_) ::curl_multi_remove_handle(multi_.get(), handle);
+  active_.clear();
+  multi_.reset();
+}
+
+// Stays in here once the process is exiting. True when the thread is to end.
+bool CurlEngine::pauseForExit() {
+  std::unique_lock lock(mutex_);
+  if (exiting_) {
+    paused_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return stopping_; });
+  }
+  // Without libcurl there is no poll to wait in.
+  if (!multi_) changed_.wait(lock, [this] { return stopping_ || exiting_ || !new_.empty(); });
+  return stopping_;
+}
+
+void CurlEngine::transfer() {
+  for (ExchangePointer& exchange : takeNew()) begin(std::move(exchange));
+  if (!multi_) return;
+  int running = 0;
+  ::curl_multi_perform(multi_.get(), &running);
+  completeFinished();
+  ::curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(kLongestPoll.count()), nullptr);
+}
+
+std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(new_, {});
+}
+
+void CurlEngine::begin(ExchangePointer exchange) {
+  if (!multi_) {
+    exchange->fail(transportError(CURLE_FAILED_INIT));
+    return;
+  }
+  if (auto error = exchange->prepare(authorityFile_, limits_)) {
+    exchange->fail(*std::move(error));
+    return;
+  }
+  CURL* const handle = exchange->handle();
+  if (::curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
+    exchange->fail(transportError(CURLE_OUT_OF_MEMORY));
+    return;
+  }
+  active_.emplace(handle, std::move(exchange));
+}
+
+void CurlEngine::completeFinished() {
+  int left = 0;
+  while (const CURLMsg* const message = ::curl_multi_info_read(multi_.get(), &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    CURL* const handle = message->easy_handle;
+    const CURLcode code = message->data.result;
+    ::curl_multi_remove_handle(multi_.get(), handle);
+    const auto finished = active_.extract(handle);
+    finished.mapped()->finish(code);
+  }
+}
+
+}  // namespace quarnel

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/HttpSession.h"
+#include "platform/linux/PendingWork.h"
+
+namespace quarnel {
+
+struct HttpLimits {
+  std::chrono::seconds stall{60};  // For connecting, and then without any byte either way.
+  std::size_t responseBody = 8U << 20U;
+  long connectionsPerHost = 4;
+};
+
+// Takes the outcome on the network thread; must not block or throw.
+using ExchangeDone = std::function<void(HttpResult)>;
+
+Error transportError(CURLcode code, std::string description = {});
+
+// One request and its answer, as a libcurl transfer. Used on the network thread only.
+class CurlExchange {
+ public:
+  CurlExchange(HttpRequest request, ExchangeDone done, PendingWork::Token token);
+  CurlExchange(const CurlExchange&) = delete;
+  CurlExchange& operator=(const CurlExchange&) = delete;
+
+  // Sets the transfer up, or says why the request cannot be sent.
+  std::optional<Error> prepare(const std::optional<std::string>& authorityFile,
+                               const HttpLimits& limits);
+  CURL* handle() const { return handle_.get(); }
+
+  // Tells the outcome of a transfer that libcurl has finished.
+  void finish(CURLcode code);
+  void fail(Error error);
+
+ private:
+  struct Deleter {
+    void operator()(CURL* handle) const { ::curl_easy_cleanup(handle); }
+    void operator()(CURLU* url) const { ::curl_url_cleanup(url); }
+    void operator()(curl_slist* list) const { ::curl_slist_free_all(list); }
+  };
+
+  std::optional<Error> parseUrl();
+  std::optional<Error> setHeaders();
+  std::optional<Error> setMethod();
+  void setTransport(const std::optional<std::string>& authorityFile, const HttpLimits& limits);
+  bool appendHeader(const std::string& line);
+  static std::size_t receiveHeader(char* line, std::size_t size, std::size_t count, void* exchange);
+  static std::size_t receive(char* data, std::size_t size, std::size_t count, void* exchange);
+
+  HttpRequest request_;
+  ExchangeDone done_;
+  PendingWork::Token token_;  // Given back after the outcome has been handed over.
+  HttpResponse response_;
+  std::size_t bodyLimit_ = 0;
+  bool headComplete_ = false;
+  bool bodyTooLarge_ = false;
+  char errorText_[CURL_ERROR_SIZE] = {};
+  std::unique_ptr<CURLU, Deleter> url_;
+  std::unique_ptr<curl_slist, Deleter> headers_;
+  std::unique_ptr<CURL, Deleter> handle_;  // Last: it refers to all of the above.
+};
+
+}  // namespace quarnel

@@ -1,0 +1,72 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include <unistd.h>
+
+#include "platform/PlatformFactory.h"
+#include "platform/linux/Directories.h"
+#include "platform/linux/LocalNotificationCenter.h"
+#include "platform/linux/LogSinks.h"
+
+namespace quarnel {
+namespace {
+
+std::shared_ptr<LogSink> makeLogSink(const HostOptions& options) {
+  if (options.logSink) return std::make_shared<HostLogSink>(options.logSink);
+  return std::make_shared<DescriptorLogSink>(STDERR_FILENO);
+}
+
+// Not in a directory of the application, so that it outlives the application's removal.
+std::string keychainPath(const HostOptions& options) {
+  return options.keychainFile.value_or(xdgDataHome() + "/quarnel/keychain.db");
+}
+
+}  // namespace
+
+LinuxPlatform::LinuxPlatform(const HostOptions& options)
+    : LinuxPlatform(options, applicationDirectories(options.stateDirectory,
+                                                    options.bundle.bundleIdentifier)) {}
+
+LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirectories& directories)
+    : log_(makeLogSink(options)),
+      pending_(std::make_shared<PendingWork>()),
+      device_(readDeviceFacts("", options.bundle.bundleIdentifier), options.deviceFacts,
+              options.bundle),
+      fileSystem_(directories),
+      networkInterfaces_(options.wifi),
+      advertisingIdentifier_(options.advertisingIdentity, *log_),
+      adClientLookup_(options.adClient, *log_),
+      cloudIdentity_(options.hasCloudIdentity, *log_),
+      classLookup_(options.knownClasses),
+      dispatcher_(options.mainExecutor, pending_, log_),
+      userDefaults_(SqliteUserDefaults::make(directories.library + "/Preferences/user-defaults.db",
+                                             dispatcher_.makeUncountedQueue("user defaults"),
+                                             log_)),
+      keychain_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""), *log_),
+      engine_(std::make_shared<CurlEngine>(options.certificateAuthorityFile, pending_)),
+      network_(engine_, dispatcher_) {}
+
+LinuxPlatform::~LinuxPlatform() {
+  // The threads first: they use everything else.
+  engine_->stop();
+  dispatcher_.stop();
+}
+
+NotificationCenter& LinuxPlatform::notificationCenter() { return defaultNotificationCenter(); }
+
+bool LinuxPlatform::drain(std::chrono::milliseconds timeout) {
+  const bool idle = pending_->waitUntilNone(timeout);
+  userDefaults_->synchronize();
+  return idle;
+}
+
+std::unique_ptr<Platform> makePlatform(const HostOptions& options) {
+  return std::make_unique<LinuxPlatform>(options);
+}
+
+NotificationCenter& defaultNotificationCenter() {
+  // Leaked: notifications may be posted while the process ends.
+  static LocalNotificationCenter* const center = new LocalNotificationCenter;
+  return *center;
+}
+
+}  // namespace quarnel

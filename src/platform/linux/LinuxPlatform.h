@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/HostOptions.h"
+#include "platform/Platform.h"
+#include "platform/linux/AsioDispatcher.h"
+#include "platform/linux/CurlEngine.h"
+#include "platform/linux/CurlNetwork.h"
+#include "platform/linux/HostProvidedServices.h"
+#include "platform/linux/LinuxDevice.h"
+#include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/PendingWork.h"
+#include "platform/linux/SqliteKeychain.h"
+#include "platform/linux/SqliteUserDefaults.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/linux/SystemNetworkInterfaces.h"
+#include "platform/linux/SystemRandom.h"
+
+namespace quarnel {
+
+// The Linux adapters put together. Usually leaked; its end stops all threads and drops what is
+// pending.
+class LinuxPlatform final : public Platform {
+ public:
+  explicit LinuxPlatform(const HostOptions& options);
+  ~LinuxPlatform() override;
+
+  Clock& clock() override { return clock_; }
+  Dispatcher& dispatcher() override { return dispatcher_; }
+  Network& network() override { return network_; }
+  UserDefaults& userDefaults() override { return *userDefaults_; }
+  Keychain& keychain() override { return keychain_; }
+  Device& device() override { return device_; }
+  FileSystem& fileSystem() override { return fileSystem_; }
+  NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
+  AdvertisingIdentifier& advertisingIdentifier() override { return advertisingIdentifier_; }
+  AdClientLookup& adClientLookup() override { return adClientLookup_; }
+  NotificationCenter& notificationCenter() override;
+  LogSink& logSink() override { return *log_; }
+  Random& random() override { return random_; }
+  ClassLookup& classLookup() override { return classLookup_; }
+  CloudIdentity& cloudIdentity() override { return cloudIdentity_; }
+
+  // Also commits the user defaults.
+  bool drain(std::chrono::milliseconds timeout) override;
+
+ private:
+  LinuxPlatform(const HostOptions& options, const ApplicationDirectories& directories);
+
+  const std::shared_ptr<LogSink> log_;
+  const std::shared_ptr<PendingWork> pending_;
+  SystemClock clock_;
+  SystemRandom random_;
+  LinuxDevice device_;
+  LinuxFileSystem fileSystem_;
+  SystemNetworkInterfaces networkInterfaces_;
+  HostAdvertisingIdentifier advertisingIdentifier_;
+  HostAdClientLookup adClientLookup_;
+  HostCloudIdentity cloudIdentity_;
+  DeclaredClasses classLookup_;
+  AsioDispatcher dispatcher_;
+  const std::shared_ptr<SqliteUserDefaults> userDefaults_;
+  SqliteKeychain keychain_;
+  const std::shared_ptr<CurlEngine> engine_;
+  CurlNetwork network_;
+};
+
+}  // namespace quarnel

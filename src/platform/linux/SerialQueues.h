@@ -1,0 +1,59 @@
+#pragma once
+
+#include <asio/strand.hpp>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/Dispatcher.h"
+#include "platform/LogSink.h"
+#include "platform/linux/PendingWork.h"
+#include "platform/linux/WorkerPool.h"
+
+namespace quarnel {
+
+// A serial queue on the threads of a pool. Without `pending` its tasks are not waited for.
+class StrandQueue final : public SerialQueue {
+ public:
+  StrandQueue(std::string label, std::shared_ptr<WorkerPool> pool,
+              std::shared_ptr<PendingWork> pending, std::shared_ptr<LogSink> log);
+
+  void post(Task task) override;
+  void postAfter(std::chrono::nanoseconds delay, Task task) override;
+
+ private:
+  class Job;
+  struct DelayedJobs;
+
+  std::shared_ptr<DelayedJobs> delayedJobs();
+
+  const std::shared_ptr<const std::string> label_;
+  const std::shared_ptr<WorkerPool> pool_;
+  const std::shared_ptr<PendingWork> pending_;
+  const std::shared_ptr<LogSink> log_;
+  const asio::strand<asio::io_context::executor_type> strand_;
+  std::mutex mutex_;
+  // Owned by the timers that are running, so that a delayed task may own its own queue.
+  std::weak_ptr<DelayedJobs> delayed_;
+};
+
+// The host application's main loop as a queue.
+class ExecutorQueue final : public SerialQueue {
+ public:
+  using Executor = std::function<void(std::function<void()>)>;
+
+  ExecutorQueue(Executor executor, std::unique_ptr<SerialQueue> timers,
+                std::shared_ptr<PendingWork> pending, std::shared_ptr<LogSink> log);
+
+  void post(Task task) override;
+  void postAfter(std::chrono::nanoseconds delay, Task task) override;
+
+ private:
+  const Executor executor_;
+  const std::unique_ptr<SerialQueue> timers_;
+  const std::shared_ptr<PendingWork> pending_;
+  const std::shared_ptr<LogSink> log_;
+};
+
+}  // namespace quarnel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/linux/LogSinks.h"
+
+namespace quarnel {
+
+// A prepared statement; null when it could not be prepared.
+class SqliteStatement {
+ public:
+  SqliteStatement(sqlite3* database, const char* sql);
+  sqlite3_stmt* get() const { return statement_.get(); }
+
+  // Runs a statement that returns no rows: SQLITE_OK, or the error.
+  int run();
+
+ private:
+  struct Deleter {
+    void operator()(sqlite3_stmt* statement) const { ::sqlite3_finalize(statement); }
+  };
+  sqlite3* database_;
+  std::unique_ptr<sqlite3_stmt, Deleter> statement_;
+};
+
+// A small database of a single table that heals itself: a file that is no such database is set
+// aside under another name and started afresh; a file that cannot be opened now is tried again at
+// the next use. Other processes may use the same file. Not thread-safe.
+class SqliteFile {
+ public:
+  // What a committed transaction survives. The end of the process, however sudden, costs nothing
+  // either way.
+  enum class Durability {
+    kProcess,    // Power loss may undo the transactions of the last moments, but damages nothing.
+    kPowerLoss,  // Each transaction waits for the disk.
+  };
+
+  // `table` is the text of the table's CREATE TABLE statement, `purpose` stands in log lines.
+  SqliteFile(std::string purpose, std::string path, std::string table, Durability durability);
+
+  // Whether the database is open, after opening it if need be.
+  bool open(DeferredLog& log);
+
+  bool isOpen() const { return database_ != nullptr; }
+
+  // Differs whenever open() has opened another file than before, or the same one again.
+  int generation() const { return generation_; }
+
+  // Both run `work`, which returns an SQLite result code, and are true when that and all around it
+  // went well. open() must have succeeded. transact() makes it one transaction.
+  bool read(const std::function<int(sqlite3*)>& work, DeferredLog& log);
+  bool transact(const std::function<int(sqlite3*)>& work, DeferredLog& log);
+
+ private:
+  struct Closer {
+    void operator()(sqlite3* database) const { ::sqlite3_close_v2(database); }
+  };
+
+  bool tryOpen(DeferredLog& log);
+  int openDatabase();
+  int checkTable();
+  bool fileIsGone() const;
+  void setAside(const std::string& reason, DeferredLog& log);
+  void fail(const std::string& reason, DeferredLog& log);
+  bool failWith(int code, DeferredLog& log);
+
+  const std::string purpose_;
+  const std::string path_;
+  const std::string table_;
+  const Durability durability_;
+  std::unique_ptr<sqlite3, Closer> database_;
+  int generation_ = 0;
+  bool failing_ = false;  // A lasting failure is logged once.
+};
+
+}  // namespace quarnel
