@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "SimulatedDispatcher.h"
+#include "platform/DeviceFacts.h"
+#include "platform/HostOptions.h"
+#include "platform/HostServices.h"
+#include "platform/LogSink.h"
+#include "platform/NetworkInterfaces.h"
+#include "platform/NotificationCenter.h"
+#include "platform/Random.h"
+
+namespace quarnel::testing {
+
+// A television box, with what the host environment says of it and of the application.
+class SimulatedDevice : public Device, public NetworkInterfaces {
+ public:
+  explicit SimulatedDevice(const HostOptions& options);
+  DeviceFacts currentDevice() const override { return facts; }
+  BundleFacts mainBundle() const override { return bundle; }
+  std::optional<std::vector<NetworkInterface>> list() const override;
+
+  DeviceFacts facts;
+  BundleFacts bundle;
+  bool hasWifi = true;
+};
+
+// What the host environment provides.
+class SimulatedHostServices : public AdvertisingIdentifier,
+                              public AdClientLookup,
+                              public ClassLookup,
+                              public CloudIdentity {
+ public:
+  explicit SimulatedHostServices(HostOptions options) : options_(std::move(options)) {}
+  std::optional<AdvertisingIdentity> current() const override;
+  std::shared_ptr<AdClient> sharedClient() const override;
+  bool classExists(std::string_view name) const override;
+  bool hasIdentityToken() const override;
+
+ private:
+  const HostOptions options_;
+};
+
+class SimulatedLog : public LogSink {
+ public:
+  explicit SimulatedLog(const SimulatedDispatcher& dispatcher) : dispatcher_(dispatcher) {}
+  void write(std::string_view line) override {
+    lines.push_back({std::string(line), dispatcher_.currentQueue()});
+  }
+  std::vector<RecordedLine> lines;
+
+ private:
+  const SimulatedDispatcher& dispatcher_;
+};
+
+class SimulatedRandom : public Random {
+ public:
+  std::uint32_t uniform(std::uint32_t bound) override;
+  std::deque<std::uint32_t> numbers;
+};
+
+class SimulatedNotificationCenter : public NotificationCenter {
+ public:
+  void addObserver(std::string_view name, Observer observer) override;
+  void post(std::string_view name, const Value& userInfo) override;
+  void removeObservers() { observers_.clear(); }
+
+ private:
+  std::multimap<std::string, Observer> observers_;
+};
+
+}  // namespace quarnel::testing

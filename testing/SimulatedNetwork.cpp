@@ -1,0 +1,80 @@
+#include "SimulatedNetwork.h"
+
+namespace quarnel::testing {
+namespace {
+
+class SimulatedBackgroundSession : public BackgroundSession {
+ public:
+  SimulatedBackgroundSession(SimulatedNetwork& network, DownloadDelegate delegate)
+      : network_(network), delegate_(std::move(delegate)) {}
+
+  void startDownloadTask(HttpRequest request) override {
+    const std::string task = request.method + " " + request.url;
+    network_.start(std::move(request), true, [this, task](const HttpResult& result) {
+      if (result.response) delegate_.didFinishDownloading();
+      delegate_.didComplete(task, result.error);
+    });
+  }
+
+ private:
+  SimulatedNetwork& network_;
+  const DownloadDelegate delegate_;
+};
+
+HttpResult resultOf(const ScriptedAnswer& answer) {
+  if (answer.kind == ScriptedAnswer::Kind::kFailure) return {std::nullopt, answer.error};
+  return {HttpResponse{answer.status, answer.body}, std::nullopt};
+}
+
+}  // namespace
+
+ScriptedAnswer ScriptedAnswer::response(int status, std::string body) {
+  ScriptedAnswer answer;
+  answer.status = status;
+  answer.body = std::move(body);
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::failure(Error error) {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kFailure;
+  answer.error = std::move(error);
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::silence() {
+  ScriptedAnswer answer;
+  answer.kind = Kind::kSilence;
+  return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::after(std::chrono::nanoseconds wait) && {
+  delay = wait;
+  return std::move(*this);
+}
+
+std::shared_ptr<BackgroundSession> SimulatedNetwork::makeBackgroundSession(
+    BackgroundSessionConfiguration, DownloadDelegate delegate) {
+  return std::make_shared<SimulatedBackgroundSession>(*this, std::move(delegate));
+}
+
+void SimulatedNetwork::startDataTask(HttpRequest request, HttpCompletion completion) {
+  start(std::move(request), false, std::move(completion));
+}
+
+void SimulatedNetwork::start(HttpRequest request, bool isBackground, HttpCompletion completion) {
+  requests_.push_back({std::move(request.method), std::move(request.url),
+                       std::move(request.headers), std::move(request.body), isBackground,
+                       dispatcher_.currentQueue()});
+  const RecordedRequest& recorded = requests_.back();
+  const bool isHttps = recorded.url.rfind("https://", 0) == 0;
+  ScriptedAnswer answer =
+      isHttps ? script_(recorded)
+              : ScriptedAnswer::failure({"SimulatedNetwork", 1, "The URL is not supported."});
+  if (answer.kind == ScriptedAnswer::Kind::kSilence) return;
+  dispatcher_.post(
+      "session", answer.delay,
+      [result = resultOf(answer), completion = std::move(completion)] { completion(result); });
+}
+
+}  // namespace quarnel::testing

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SimulatedDispatcher.h"
+#include "platform/HttpSession.h"
+
+namespace quarnel::testing {
+
+// Records requests and answers them by the test's script, on a queue called "session". Requests
+// that are not HTTPS fail, as on every platform.
+class SimulatedNetwork : public Network, public HttpSession {
+ public:
+  using Script = std::function<ScriptedAnswer(const RecordedRequest&)>;
+
+  explicit SimulatedNetwork(SimulatedDispatcher& dispatcher) : dispatcher_(dispatcher) {}
+
+  HttpSession& sharedSession() override { return *this; }
+  std::shared_ptr<BackgroundSession> makeBackgroundSession(BackgroundSessionConfiguration,
+                                                           DownloadDelegate delegate) override;
+  void startDataTask(HttpRequest request, HttpCompletion completion) override;
+
+  // Starts a request; `completion` runs on the session queue unless the script stays silent.
+  void start(HttpRequest request, bool isBackground, HttpCompletion completion);
+
+  void setScript(Script script) { script_ = std::move(script); }
+  const std::vector<RecordedRequest>& requests() const { return requests_; }
+
+ private:
+  SimulatedDispatcher& dispatcher_;
+  Script script_ = [](const RecordedRequest&) { return ScriptedAnswer::response(200); };
+  std::vector<RecordedRequest> requests_;
+};
+
+}  // namespace quarnel::testing
