@@ -1,0 +1,41 @@
+// JSON text of foreign origin, and the building of JSON lines.
+#pragma once
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace collector {
+
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+inline std::string_view view(const rapidjson::StringBuffer& buffer) {
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+inline void writeText(JsonWriter& writer, std::string_view text) {
+  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+// The same JSON object on one line, its numbers written as they stand. Nothing, and the reason in
+// `error`, for text that is no JSON object, is not UTF-8 or nests deeper than 512 levels.
+std::optional<std::string> compactObject(std::string_view text, std::string& error);
+
+// The fields of an object that compactObject returned.
+class JsonFields {
+ public:
+  explicit JsonFields(std::string_view object);
+
+  // A string's content or a number as it stood, any other value's JSON text (in which numbers are
+  // quoted); empty when there is no such field.
+  std::string text(const char* name) const;
+
+ private:
+  rapidjson::Document document_;
+};
+
+}  // namespace collector

@@ -1,0 +1,24 @@
+// The command line of the collector.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace collector {
+
+struct Options {
+  int port = 0;  // 0 picks a free one.
+  std::string developerKey;
+  std::filesystem::path state;
+  bool jsonLines = false;
+  bool summary = false;
+  bool help = false;
+};
+
+extern const char* const kUsage;
+
+// Without options, `error` says what is wrong with the command line.
+std::optional<Options> parseOptions(int argc, const char* const* argv, std::string& error);
+
+}  // namespace collector
