@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include "Support.h"
+#include "platform/linux/SqliteKeychain.h"
+
+namespace quarnel::test {
+namespace {
+
+Bytes bytes(const std::string& text) { return {text.begin(), text.end()}; }
+
+Dictionary item(const std::string& service, const std::string& account) {
+  return {{std::string(kSecClass), kSecClassGenericPassword},
+          {std::string(kSecAttrGeneric), bytes(account)},
+          {std::string(kSecAttrAccount), bytes(account)},
+          {std::string(kSecAttrService), service},
+          {std::string(kSecAttrAccessible), kSecAttrAccessibleAlwaysThisDeviceOnly}};
+}
+
+Dictionary with(Dictionary query, std::string_view attribute, Value value) {
+  query.set(std::string(attribute), std::move(value));
+  return query;
+}
+
+Dictionary withData(const std::string& data) { return with({}, kSecValueData, bytes(data)); }
+
+class KeychainTest : public testing::Test {
+ protected:
+  std::string find(SqliteKeychain& keychain, const Dictionary& query) {
+    Bytes data;
+    switch (keychain.copyMatching(query, &data)) {
+      case KeychainStatus::kSuccess:
+        return {data.begin(), data.end()};
+      case KeychainStatus::kItemNotFound:
+        return "not found";
+      default:
+        return "failure";
+    }
+  }
+
+  TemporaryDirectory directory_;
+  const std::string path_ = directory_ / "made/keychain.db";
+  RecordingLog log_;
+  SqliteKeychain keychain_{path_, "com.example.app", log_};
+};
+
+TEST_F(KeychainTest, AddsFindsUpdatesAndRemovesItems) {
+  const Dictionary query = item("service", "account");
+  const Dictionary others[] = {item("service2", "account"), item("service", "account2"),
+                               with(query, kSecAttrAccessGroup, "group"),
+                               with(query, kSecClass, "other")};
+  EXPECT_EQ(find(keychain_, query), "not found");
+  EXPECT_EQ(keychain_.update(query, withData("x")), KeychainStatus::kItemNotFound);
+  EXPECT_EQ(keychain_.remove(query), KeychainStatus::kItemNotFound);
+  EXPECT_EQ(keychain_.add(with(query, kSecValueData, bytes("first"))), KeychainStatus::kSuccess);
+  EXPECT_EQ(keychain_.add(with(query, kSecValueData, bytes("second"))),
+            KeychainStatus::kDuplicateItem);
+  EXPECT_EQ(find(keychain_, query), "first");
+  for (const Dictionary& other : others) EXPECT_EQ(find(keychain_, other), "not found");
+  EXPECT_EQ(keychain_.update(query, withData("")), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain_, query), "");
+  EXPECT_EQ(keychain_.update(query, withData("third")), KeychainStatus::kSuccess);
+  {
+    SqliteKeychain again(path_, "com.example.app", log_);
+    EXPECT_EQ(find(again, query), "third");
+    EXPECT_EQ(find(again, with(query, kSecAttrAccount, "account")), "third") << "text or bytes";
+    SqliteKeychain otherApplication(path_, "com.example.other", log_);
+    EXPECT_EQ(find(otherApplication, query), "not found");
+  }
+  EXPECT_EQ(keychain_.remove(query), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain_, query), "not found");
+  EXPECT_EQ(modeOf(path_), 0600U);
+  EXPECT_EQ(modeOf(directory_ / "made"), 0700U);
+}
+
+TEST_F(KeychainTest, IncompleteQueriesFail) {
+  const Dictionary complete = with(item("service", "account"), kSecValueData, bytes("x"));
+  for (const std::string_view missing :
+       {kSecClass, kSecAttrService, kSecAttrAccount, kSecValueData}) {
+    Dictionary query = complete;
+    query.remove(missing);
+    EXPECT_EQ(keychain_.add(query), KeychainStatus::kFailure) << missing;
+    EXPECT_EQ(keychain_.add(with(query, missing, 5)), KeychainStatus::kFailure) << missing;
+  }
+  EXPECT_EQ(find(keychain_, complete), "not found");
+}
+
+TEST_F(KeychainTest, RecoversFromWhatItCannotOpen) {
+  const Dictionary query = with(item("service", "account"), kSecValueData, bytes("x"));
+  writeFile(directory_ / "made", "in the way");
+  EXPECT_EQ(keychain_.add(query), KeychainStatus::kFailure);
+  EXPECT_EQ(find(keychain_, query), "failure");
+  EXPECT_EQ(log_.lines().size(), 1U);
+  std::filesystem::remove(directory_ / "made");
+  std::filesystem::create_directory(directory_ / "made");
+  writeFile(path_, "no database at all, but longer than a header of one hundred bytes" +
+                       std::string(100, '!'));
+  EXPECT_EQ(keychain_.add(query), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain_, query), "x");
+  EXPECT_EQ(log_.lines().size(), 2U);
+}
+
+}  // namespace
+}  // namespace quarnel::test

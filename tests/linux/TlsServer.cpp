@@ -1,0 +1,157 @@
+#include "TlsServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/linux/Threads.h"
+
+namespace quarnel::test {
+namespace {
+
+void addExtension(X509* certificate, int kind, const std::string& value) {
+  X509_EXTENSION* extension = ::X509V3_EXT_conf_nid(nullptr, nullptr, kind, value.c_str());
+  ::X509_add_ext(certificate, extension, -1);
+  ::X509_EXTENSION_free(extension);
+}
+
+std::size_t contentLength(const std::string& head) {
+  constexpr std::string_view kName = "\r\nContent-Length: ";
+  const std::size_t found = head.find(kName);
+  if (found == std::string::npos) return 0;
+  return std::strtoul(head.c_str() + found + kName.size(), nullptr, 10);
+}
+
+}  // namespace
+
+Certificate::Certificate(const std::string& host, const Certificate* issuer)
+    : key_(::EVP_EC_gen("P-256"), &::EVP_PKEY_free), certificate_(::X509_new(), &::X509_free) {
+  X509* const made = certificate_.get();
+  ::X509_set_version(made, X509_VERSION_3);
+  ::ASN1_INTEGER_set(::X509_get_serialNumber(made), issuer == nullptr ? 1 : 2);
+  ::X509_gmtime_adj(::X509_getm_notBefore(made), -3600);
+  ::X509_gmtime_adj(::X509_getm_notAfter(made), 3600);
+  ::X509_set_pubkey(made, key_.get());
+  X509_NAME* const name = ::X509_get_subject_name(made);
+  ::X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>(host.c_str()), -1, -1, 0);
+  ::X509_set_issuer_name(made, issuer ? ::X509_get_subject_name(issuer->certificate()) : name);
+  if (issuer == nullptr) {
+    addExtension(made, NID_basic_constraints, "critical,CA:TRUE");
+  } else {
+    addExtension(made, NID_subject_alt_name, "DNS:" + host);
+  }
+  ::X509_sign(made, issuer ? issuer->key() : key_.get(), ::EVP_sha256());
+}
+
+void Certificate::writePem(const std::string& path) const {
+  std::FILE* const file = std::fopen(path.c_str(), "w");
+  ::PEM_write_X509(file, certificate_.get());
+  std::fclose(file);
+}
+
+Connection::Connection(int socket, SSL_CTX* context)
+    : socket_(socket), ssl_(::SSL_new(context), &::SSL_free) {
+  ::SSL_set_fd(ssl_.get(), socket);
+}
+
+Connection::~Connection() {
+  if (open_) ::SSL_shutdown(ssl_.get());
+  ::shutdown(socket_, SHUT_RDWR);
+}
+
+bool Connection::handshake() { return open_ = ::SSL_accept(ssl_.get()) == 1; }
+
+std::optional<std::string> Connection::readRequest() {
+  std::string request;
+  std::array<char, 16384> buffer;
+  for (;;) {
+    const std::size_t head = request.find("\r\n\r\n");
+    if (head != std::string::npos && request.size() >= head + 4 + contentLength(request)) {
+      return request;
+    }
+    const int got = ::SSL_read(ssl_.get(), buffer.data(), static_cast<int>(buffer.size()));
+    if (got <= 0) {
+      open_ = false;
+      return std::nullopt;
+    }
+    request.append(buffer.data(), static_cast<std::size_t>(got));
+  }
+}
+
+bool Connection::send(const std::string& bytes) {
+  return ::SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
+}
+
+void Connection::waitForEnd() {
+  char byte = 0;
+  while (::recv(socket_, &byte, 1, 0) > 0) {
+  }
+}
+
+TlsServer::TlsServer(const Certificate& certificate, Handler handler)
+    : handler_(std::move(handler)),
+      context_(::SSL_CTX_new(::TLS_server_method()), &::SSL_CTX_free),
+      listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  ::SSL_CTX_use_certificate(context_.get(), certificate.certificate());
+  ::SSL_CTX_use_PrivateKey(context_.get(), certificate.key());
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+  ::listen(listener_, SOMAXCONN);
+  ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
+  port_ = ::ntohs(address.sin_port);
+  acceptor_ = startThread("test-accept", [this] { acceptAll(); });
+}
+
+TlsServer::~TlsServer() {
+  ::shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
+  for (std::thread& connection : connections_) connection.join();
+  for (const int socket : sockets_) ::close(socket);
+  ::close(listener_);
+}
+
+std::string TlsServer::url(const std::string& path) const {
+  return "https://localhost:" + std::to_string(port_) + path;
+}
+
+int TlsServer::acceptedConnections() const {
+  const std::lock_guard lock(mutex_);
+  return static_cast<int>(sockets_.size());
+}
+
+void TlsServer::acceptAll() {
+  for (;;) {
+    const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket < 0) return;
+    const std::lock_guard lock(mutex_);
+    sockets_.push_back(socket);
+    // The library's own helper: a client that goes away must not kill the test with SIGPIPE.
+    connections_.push_back(startThread("test-serve", [this, socket] {
+      Connection connection(socket, context_.get());
+      handler_(connection);
+    }));
+  }
+}
+
+TlsServer::Handler answering(std::function<std::string(const std::string& request)> respond) {
+  return [respond = std::move(respond)](Connection& connection) {
+    if (!connection.handshake()) return;
+    while (const auto request = connection.readRequest()) {
+      if (!connection.send(respond(*request))) return;
+    }
+  };
+}
+
+}  // namespace quarnel::test

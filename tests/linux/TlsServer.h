@@ -1,0 +1,78 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace quarnel::test {
+
+// A certificate with its key. Without an issuer it is an authority's.
+class Certificate {
+ public:
+  Certificate(const std::string& host, const Certificate* issuer);
+  void writePem(const std::string& path) const;
+  X509* certificate() const { return certificate_.get(); }
+  EVP_PKEY* key() const { return key_.get(); }
+
+ private:
+  std::unique_ptr<EVP_PKEY, decltype(&::EVP_PKEY_free)> key_;
+  std::unique_ptr<X509, decltype(&::X509_free)> certificate_;
+};
+
+// One accepted connection, still without TLS.
+class Connection {
+ public:
+  Connection(int socket, SSL_CTX* context);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection();
+
+  bool handshake();
+  // A whole request with its body; absent when the client has gone.
+  std::optional<std::string> readRequest();
+  bool send(const std::string& bytes);
+  // Waits until the client goes away.
+  void waitForEnd();
+
+ private:
+  int socket_;
+  std::unique_ptr<SSL, decltype(&::SSL_free)> ssl_;
+  bool open_ = false;
+};
+
+// Serves connections on a loopback port, each on a thread of its own.
+class TlsServer {
+ public:
+  using Handler = std::function<void(Connection&)>;
+
+  TlsServer(const Certificate& certificate, Handler handler);
+  TlsServer(const TlsServer&) = delete;
+  TlsServer& operator=(const TlsServer&) = delete;
+  ~TlsServer();
+
+  std::string url(const std::string& path) const;
+  int acceptedConnections() const;
+
+ private:
+  void acceptAll();
+
+  const Handler handler_;
+  std::unique_ptr<SSL_CTX, decltype(&::SSL_CTX_free)> context_;
+  int listener_;
+  int port_ = 0;
+  mutable std::mutex mutex_;
+  std::vector<int> sockets_;
+  std::vector<std::thread> connections_;
+  std::thread acceptor_;
+};
+
+// A handler that answers every request with what `respond` makes of it.
+TlsServer::Handler answering(std::function<std::string(const std::string& request)> respond);
+
+}  // namespace quarnel::test
