@@ -182,6 +182,11 @@ class QUARNEL_EXPORT QuarnelTracker {
                                      std::optional<Dictionary> additionalParameters,
                                      ValidationSuccess success, ValidationFailure failure);
 
+  // Write what they are given to the log in debug mode. For hosts that let the tracker be the
+  // delegate of its own conversion data.
+  void onConversionDataReceived(const Dictionary& conversionData);
+  void onConversionDataRequestFailure(const Error& error);
+
   // Registers the token of the platform's push service 3.5 seconds from now, if it is another one
   // than before. Needs a report built earlier in this run of the application. Failures are logged
   // and not retried.
@@ -193,6 +198,12 @@ class QUARNEL_EXPORT QuarnelTracker {
   // first call of an installation makes it and writes it to disk on the calling thread; later ones
   // read it from memory. May be called before configuration.
   std::string getQuarnelUID();
+
+  // Starts a prepared connection on the calling thread and waits there for its end, for one second
+  // at most; after that it goes on by itself. `start` is called at once with the function that
+  // tells the end, which may be called on any thread, also late or more than once. No report goes
+  // this way.
+  void startConnection(const std::function<void(std::function<void()> ended)>& start);
 
   // Waits until nothing that the tracker was told is queued, delayed or in flight, or the timeout
   // is over. True when all is done. For applications about to end. Not from a callback, and with a

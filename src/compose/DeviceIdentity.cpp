@@ -34,7 +34,7 @@ std::string DeviceIdentity::getQuarnelUID() {
   if (const auto stored = storedText(defaults, kUserId); stored && !stored->empty()) {
     return *stored;
   }
-  const std::string identifier = generateQuarnelId();
+  std::string identifier = generateQuarnelId();
   defaults.set(kUserId, identifier);
   defaults.synchronize();
   if (!getKeychainData()) scheduleKeychainWrite(identifier);

@@ -1,6 +1,7 @@
 #include "tracker/LaunchTracking.h"
 
 #include <chrono>
+#include <exception>
 #include <string_view>
 
 #include "platform/Dispatcher.h"
@@ -43,19 +44,29 @@ void LaunchTracking::askAdClient() {
   // The store is asked last: where there is no ad client, the caller's thread stays off the disk.
   if (!client || storedBoolean(context_.platform.userDefaults(), kAdAttribution)) return;
   context_.log(kOperation, "AdClient supported");
-  if (client->requestAttributionDetailsWithBlock) {
-    client->requestAttributionDetailsWithBlock(
+  try {
+    ask(*client);
+  } catch (const std::exception& exception) {
+    context_.log(kOperation, "exception in the ad client: ", exception.what());
+  } catch (...) {
+    context_.log(kOperation, "exception in the ad client");
+  }
+}
+
+void LaunchTracking::ask(const AdClient& client) {
+  if (client.requestAttributionDetailsWithBlock) {
+    client.requestAttributionDetailsWithBlock(
         [this](const std::optional<Dictionary>& details, const std::optional<Error>& error) {
           receiveDetails(details, error.has_value());
         });
   }
-  if (client->lookupAdConversionDetails) {
-    client->lookupAdConversionDetails(
+  if (client.lookupAdConversionDetails) {
+    client.lookupAdConversionDetails(
         [this](std::optional<Date> purchaseDate, std::optional<Date> impressionDate) {
           receiveDates(purchaseDate, impressionDate);
         });
-  } else if (client->determineAppInstallationAttributionWithCompletionHandler) {
-    client->determineAppInstallationAttributionWithCompletionHandler(
+  } else if (client.determineAppInstallationAttributionWithCompletionHandler) {
+    client.determineAppInstallationAttributionWithCompletionHandler(
         [this](bool attributed) { receiveAttributed(attributed); });
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QuarnelTvOsLib/AdClient.h>
+
 #include "compose/ReportBuilder.h"
 #include "compose/TrackerContext.h"
 
@@ -17,6 +19,7 @@ class LaunchTracking {
 
  private:
   void askAdClient();
+  void ask(const AdClient& client);
   void receiveDetails(const std::optional<Dictionary>& details, bool failed);
   void receiveDates(std::optional<Date> purchaseDate, std::optional<Date> impressionDate);
   void receiveAttributed(bool attributed);

@@ -1,8 +1,10 @@
 #include <QuarnelTvOsLib/QuarnelTracker.h>
 
-#include <string_view>
+#include <future>
+#include <mutex>
 #include <utility>
 
+#include "platform/Dispatcher.h"
 #include "tracker/TrackerGraph.h"
 #include "util/Json.h"
 #include "util/Text.h"
@@ -197,6 +199,17 @@ void QuarnelTracker::validateAndTrackInAppPurchase(std::optional<std::string> pr
       std::move(additionalParameters), std::move(success), std::move(failure));
 }
 
+void QuarnelTracker::onConversionDataReceived(const Dictionary& conversionData) {
+  if (!graph_->log.isEnabled()) return;
+  graph_->log("-[QuarnelTracker onConversionDataReceived:]", "Caching attribution. ",
+              describe(conversionData));
+}
+
+void QuarnelTracker::onConversionDataRequestFailure(const Error& error) {
+  graph_->log("-[QuarnelTracker onConversionDataRequestFailure:]",
+              "did not load install data: ", error.description);
+}
+
 void QuarnelTracker::registerUninstall(Bytes deviceToken) {
   graph_->uninstalls.registerUninstall(std::move(deviceToken));
 }
@@ -204,6 +217,25 @@ void QuarnelTracker::registerUninstall(Bytes deviceToken) {
 // --- Questions and control ----------------------------------------------------------------------
 
 std::string QuarnelTracker::getQuarnelUID() { return graph_->identity.getQuarnelUID(); }
+
+void QuarnelTracker::startConnection(
+    const std::function<void(std::function<void()> ended)>& start) {
+  // The end is told once, by the connection or by the timer.
+  struct End {
+    std::promise<void> promise;
+    std::once_flag once;
+    void tell() {
+      std::call_once(once, [this] { promise.set_value(); });
+    }
+  };
+  constexpr std::chrono::seconds kLongestWait{1};
+  const auto end = std::make_shared<End>();
+  Dispatcher& dispatcher = graph_->context.platform.dispatcher();
+  const auto timer = dispatcher.makeSerialQueue(graph_->services.shortVendorPrefix + ".sdk");
+  timer->postAfter(kLongestWait, [end] { end->tell(); });
+  start([end] { end->tell(); });
+  end->promise.get_future().wait();
+}
 
 bool QuarnelTracker::drain(std::chrono::milliseconds timeout) {
   return graph_->context.platform.drain(timeout);

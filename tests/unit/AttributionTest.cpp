@@ -162,6 +162,18 @@ TEST_F(AttributionTest, CallbacksMayThrowReplaceTheDelegateAndCallAgain) {
   EXPECT_EQ(takeCallbacks(), std::vector<std::string>{"caller 0 Quarnel server data error."});
 }
 
+TEST_F(AttributionTest, TrackerLogsWhatItIsGivenAsADelegate) {
+  platform.tracker().onConversionDataReceived({{"k", 1}});
+  EXPECT_EQ(platform.log().size(), 1u) << "only the line of the start";
+  platform.tracker().setIsDebug(true);
+  platform.tracker().onConversionDataReceived({{"k", 1}});
+  platform.tracker().onConversionDataRequestFailure({"d", 5, "why"});
+  EXPECT_TRUE(
+      platform.logged("Quarnel: -[QuarnelTracker onConversionDataReceived:] Caching "
+                      "attribution. {\"k\":1}"));
+  EXPECT_TRUE(platform.logged("onConversionDataRequestFailure:] did not load install data: why"));
+}
+
 class PurchaseTest : public AttributionTest {
  protected:
   void validate(std::optional<Dictionary> parameters = std::nullopt) {

@@ -116,7 +116,7 @@ std::optional<std::string> hostName() {
 }  // namespace
 
 Locale parseLocale(std::string_view name) {
-  const Locale fallback{"en", std::nullopt};
+  Locale fallback{"en", std::nullopt};
   name = name.substr(0, name.find_first_of(".@"));
   const std::size_t separator = name.find('_');
   const std::string_view language = name.substr(0, separator);
