@@ -13,7 +13,7 @@
 #include <string>
 
 #include "BenchDirectory.h"
-#include "linux/TlsServer.h"
+#include "TlsServer.h"
 #include "platform/FileSystem.h"
 #include "platform/PlatformFactory.h"
 

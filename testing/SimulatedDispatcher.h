@@ -12,7 +12,7 @@ namespace quarnel::testing {
 
 // The clock and all queues: one list of tasks, ordered by the moment at which they fall due and
 // then by the order of posting. Tasks of all queues run on the one thread of the test.
-class SimulatedDispatcher : public Dispatcher, public Clock {
+class SimulatedDispatcher final : public Dispatcher, public Clock {
  public:
   SimulatedDispatcher();
 

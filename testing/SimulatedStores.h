@@ -33,7 +33,7 @@ class SimulatedKeychain : public Keychain {
 };
 
 // Files in memory. Writing dates are those of the simulated clock.
-class SimulatedFileSystem : public FileSystem {
+class SimulatedFileSystem final : public FileSystem {
  public:
   explicit SimulatedFileSystem(const Clock& clock);
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QuarnelTvOsLib/Error.h>
-#include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <QuarnelTvOsLib/TrackerTypes.h>
 #include <QuarnelTvOsLib/Value.h>
 
 #include <functional>

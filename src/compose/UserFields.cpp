@@ -1,11 +1,19 @@
 #include "compose/UserFields.h"
 
-#include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <QuarnelTvOsLib/TrackerTypes.h>
 
 #include "util/Json.h"
 #include "util/Text.h"
 
 namespace quarnel {
+namespace {
+
+// Counted in UTF-16 code units, of which any four bytes of text make at least two.
+bool hasSeveralCharacters(const std::string& text) {
+  return text.size() >= 4 || utf16CodeUnits(text).size() > 1;
+}
+
+}  // namespace
 
 void UserFields::addPurchase(Report& report) const {
   if (report.isNewAPI) report.set("qn_events_api", "1");
@@ -36,7 +44,7 @@ void UserFields::addEmails(Report& report) const {
   std::optional<std::string> key;
   for (const Value& email : *fields.userEmails->array()) {
     // The comma depends on the text, not on whether an address was added before.
-    if (utf16CodeUnits(text).size() > 1) text += ',';
+    if (hasSeveralCharacters(text)) text += ',';
     if (email.text() == nullptr) {
       context_.log(kBuildOperation, "Warning:: Emails provided are not in the right format.");
       continue;

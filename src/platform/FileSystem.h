@@ -28,6 +28,8 @@ class FileSystem {
   virtual std::optional<std::string> createDirectory(const std::string& path, bool withParents) = 0;
 
   // The names of the directory's entries in no particular order; absent when it cannot be listed.
+  // Files that writeNewFile is still writing are left out, and those that it never finished, as its
+  // process was killed, are removed in time.
   virtual std::optional<std::vector<std::string>> list(const std::string& directory) const = 0;
 
   // The content of a regular file of at most `limit` bytes; absent for anything else.

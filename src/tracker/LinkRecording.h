@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <QuarnelTvOsLib/TrackerTypes.h>
 
 #include <optional>
 #include <string>

@@ -73,7 +73,7 @@ class ValueWriter {
       if (frame.array != nullptr) {
         if (!begin((*frame.array)[at])) return false;
       } else {
-        const Dictionary::Entry& entry = *(frame.dictionary->begin() + at);
+        const Dictionary::Entry& entry = frame.dictionary->begin()[static_cast<std::ptrdiff_t>(at)];
         writeText(entry.first, true);
         if (!begin(entry.second)) return false;
       }

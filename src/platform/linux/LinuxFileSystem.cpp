@@ -127,7 +127,11 @@ std::optional<std::vector<std::string>> LinuxFileSystem::list(const std::string&
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr) break;
     const std::string_view name(entry->d_name);
-    if (name != "." && name != "..") names.emplace_back(name);
+    if (isTemporaryName(name)) {
+      removeIfAbandoned(descriptor, entry->d_name);
+    } else if (name != "." && name != "..") {
+      names.emplace_back(name);
+    }
   }
   if (errno != 0) return std::nullopt;
   return names;
@@ -141,7 +145,11 @@ std::optional<std::string> LinuxFileSystem::read(const std::string& path, std::s
   if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
+  // Spares the reading of what is too large.
+  const auto size = static_cast<std::size_t>(status.st_size);
+  if (size > limit) return std::nullopt;
   std::string content;
+  content.reserve(size);
   std::array<char, 65536> buffer;
   for (;;) {
     const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());

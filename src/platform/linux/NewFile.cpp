@@ -2,16 +2,21 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 
 #include "platform/linux/Directories.h"
 #include "platform/linux/FileDescriptor.h"
 
 namespace quarnel {
 namespace {
+
+constexpr std::string_view kTemporaryMark = ".tmp-";
+constexpr std::chrono::hours kLongestWriting{1};
 
 int writeAll(int descriptor, std::string_view content) {
   while (!content.empty()) {
@@ -36,7 +41,7 @@ int flush(int descriptor) {
 }
 
 FileDescriptor openDirectory(const std::string& path) {
-  return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 std::string lastComponent(const std::string& path) {
@@ -78,8 +83,8 @@ int createFileByTemporaryName(const std::string& path, std::string_view content)
   const FileDescriptor directory = openDirectory(parentDirectory(path));
   if (!directory.valid()) return errno;
   const std::string name = lastComponent(path);
-  const std::string temporary =
-      "." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(++number);
+  const std::string temporary = "." + name + std::string(kTemporaryMark) +
+                                std::to_string(::getpid()) + "-" + std::to_string(++number);
   int error = 0;
   {
     const FileDescriptor file(::openat(directory.get(), temporary.c_str(),
@@ -95,6 +100,21 @@ int createFileByTemporaryName(const std::string& path, std::string_view content)
   }
   ::unlinkat(directory.get(), temporary.c_str(), 0);
   return error == 0 ? flushName(directory.get(), name) : error;
+}
+
+bool isTemporaryName(std::string_view name) {
+  const std::size_t mark = name.rfind(kTemporaryMark);
+  return name.substr(0, 1) == "." && mark != std::string_view::npos &&
+         name.find_first_not_of("0123456789-", mark + kTemporaryMark.size()) ==
+             std::string_view::npos;
+}
+
+void removeIfAbandoned(int directory, const std::string& name) {
+  struct stat status {};
+  if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  const auto written = std::chrono::system_clock::from_time_t(status.st_mtime);
+  if (std::chrono::system_clock::now() - written < kLongestWriting) return;
+  ::unlinkat(directory, name.c_str(), 0);
 }
 
 }  // namespace quarnel
