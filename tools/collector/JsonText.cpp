@@ -102,4 +102,15 @@ std::string JsonFields::text(const char* name) const {
   return std::string(view(buffer));
 }
 
+std::optional<std::vector<std::string>> JsonFields::texts(const char* name) const {
+  if (!document_.IsObject()) return std::nullopt;
+  const auto member = document_.FindMember(name);
+  if (member == document_.MemberEnd() || !member->value.IsArray()) return std::nullopt;
+  std::vector<std::string> result;
+  for (const auto& value : member->value.GetArray()) {
+    if (value.IsString()) result.emplace_back(value.GetString(), value.GetStringLength());
+  }
+  return result;
+}
+
 }  // namespace collector

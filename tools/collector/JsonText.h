@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace collector {
 
@@ -33,6 +34,9 @@ class JsonFields {
   // A string's content or a number as it stood, any other value's JSON text (in which numbers are
   // quoted); empty when there is no such field.
   std::string text(const char* name) const;
+
+  // The texts of an array; absent when there is no array of that name.
+  std::optional<std::vector<std::string>> texts(const char* name) const;
 
  private:
   rapidjson::Document document_;

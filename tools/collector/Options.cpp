@@ -8,10 +8,16 @@ namespace collector {
 
 const char* const kUsage =
     "usage: quarnel-collector --port PORT --dev-key KEY [--state DIR] [--jsonl | --summary]\n"
+    "                         [--conversion FILE] [--receipts FILE]\n"
     "  --port PORT    listen on this port of the loopback interface; 0 picks a free one\n"
     "  --dev-key KEY  the developer key of the applications that report\n"
     "  --state DIR    keep certificates and received reports here\n"
     "                 (default: ${XDG_STATE_HOME:-~/.local/state}/quarnel-collector)\n"
+    "  --conversion FILE\n"
+    "                 answer with this JSON object when asked for conversion data\n"
+    "  --receipts FILE\n"
+    "                 a JSON object of the receipts to accept: Base64 or \"*\" to an array of\n"
+    "                 transaction identifiers\n"
     "  --jsonl        print one JSON object a line\n"
     "  --summary      print a table of all that was received in this run at its end\n";
 
@@ -61,7 +67,8 @@ class Parser {
     if (name == "--jsonl") return options_.jsonLines = true;
     if (name == "--summary") return options_.summary = true;
     if (name == "--help" || name == "-h") return options_.help = true;
-    if (name != "--port" && name != "--dev-key" && name != "--state") {
+    if (name != "--port" && name != "--dev-key" && name != "--state" && name != "--conversion" &&
+        name != "--receipts") {
       fail("unknown argument " + std::string(name));
       return false;
     }
@@ -81,6 +88,14 @@ class Parser {
     if (name == "--dev-key") {
       options_.developerKey = value;
       return hasKey_ = true;
+    }
+    if (name == "--conversion") {
+      options_.conversion = value;
+      return true;
+    }
+    if (name == "--receipts") {
+      options_.receipts = value;
+      return true;
     }
     options_.state = value;
     if (value.empty()) fail("--state must not be empty");

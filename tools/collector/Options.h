@@ -11,6 +11,8 @@ struct Options {
   int port = 0;  // 0 picks a free one.
   std::string developerKey;
   std::filesystem::path state;
+  std::optional<std::filesystem::path> conversion;
+  std::optional<std::filesystem::path> receipts;
   bool jsonLines = false;
   bool summary = false;
   bool help = false;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "JsonText.h"
+#include "Parameters.h"
 #include "Text.h"
 
 namespace collector {
@@ -35,48 +36,30 @@ std::string formatTime(std::chrono::system_clock::time_point time, const char* p
   return text.data();
 }
 
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// "+" stands for itself: the queries of reports are URLs, not forms.
-std::string percentDecoded(std::string_view text) {
-  std::string bytes;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool escape = text[i] == '%' && i + 2 < text.size();
-    const int high = escape ? hexDigit(text[i + 1]) : -1;
-    const int low = escape ? hexDigit(text[i + 2]) : -1;
-    if (high < 0 || low < 0) {
-      bytes.push_back(text[i]);
-      continue;
-    }
-    bytes.push_back(static_cast<char>(high * 16 + low));
-    i += 2;
-  }
-  return validUtf8(bytes);
-}
-
-// Of parameters with the same name the last one counts.
-std::map<std::string, std::string> parametersOf(std::string_view query) {
-  std::map<std::string, std::string> parameters;
-  while (!query.empty()) {
-    const std::string_view item = query.substr(0, query.find('&'));
-    query.remove_prefix(std::min(item.size() + 1, query.size()));
-    if (item.empty()) continue;
-    const auto equals = item.find('=');
-    const auto value = equals == item.npos ? std::string_view() : item.substr(equals + 1);
-    parameters[percentDecoded(item.substr(0, equals))] = percentDecoded(value);
-  }
-  return parameters;
-}
-
 std::string countersOf(const JsonFields& fields) {
   return printable(fields.text("counter"), 12) + "/" +
          printable(fields.text("sessioncounter"), 12) + "/" +
          printable(fields.text("iaecounter"), 12);
+}
+
+bool isReport(Kind kind) { return kind == Kind::kLaunch || kind == Kind::kEvent; }
+
+// What there is to see at a glance of a request that is no report.
+std::string gist(Kind kind, const std::string& json) {
+  const JsonFields fields(json);
+  switch (kind) {
+    case Kind::kStatistics:
+      return fields.text("time_in_app") + " s in the application, launch " +
+             fields.text("launch_counter");
+    case Kind::kConversion:
+      return "asked by " + fields.text("device_id");
+    case Kind::kValidation:
+      return "receipt " + fields.text("receipt-data");
+    case Kind::kRegistration:
+      return "token " + fields.text("devicetoken");
+    default:
+      return {};
+  }
 }
 
 class TextPrinter : public Printer {
@@ -91,11 +74,14 @@ class TextPrinter : public Printer {
     std::string line = formatTime(request.time, "%H:%M:%S", false) + "  ";
     if (report.kind == Kind::kUndecodable) {
       line += std::string(nameOf(report.kind)) + ": " + printable(report.error, 200);
-    } else {
+    } else if (isReport(report.kind)) {
       const JsonFields fields(report.json);
       line += padded(nameOf(report.kind), 6) + "  " +
               padded(printable(fields.text("event"), 60), 20) + "  uid " +
               printable(fields.text("uid"), 60) + "  counters " + countersOf(fields);
+    } else {
+      line +=
+          padded(nameOf(report.kind), 12) + "  " + printable(gist(report.kind, report.json), 200);
     }
     line += replayNote(request) + "  " + std::to_string(request.body.size()) + " bytes";
     writeLine(std::move(line));
@@ -200,18 +186,6 @@ std::string tableRow(std::string_view kind, std::string_view event, std::string_
 
 }  // namespace
 
-const char* nameOf(Kind kind) {
-  switch (kind) {
-    case Kind::kLaunch:
-      return "launch";
-    case Kind::kEvent:
-      return "event";
-    case Kind::kUndecodable:
-      break;
-  }
-  return "undecodable";
-}
-
 std::unique_ptr<Printer> makeTextPrinter() { return std::make_unique<TextPrinter>(); }
 
 std::unique_ptr<Printer> makeJsonPrinter() { return std::make_unique<JsonPrinter>(); }
@@ -225,6 +199,10 @@ void printSummary(RequestStore& store) {
     ++count;
     if (kind == Kind::kUndecodable) {
       writeLine(tableRow(nameOf(kind), "", "", error, ""));
+      return;
+    }
+    if (!isReport(kind)) {
+      writeLine(tableRow(nameOf(kind), "", "", gist(kind, json), ""));
       return;
     }
     const JsonFields fields(json);

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,14 +20,25 @@ struct ReceivedRequest {
   std::string body;
 };
 
-enum class Kind { kLaunch, kEvent, kUndecodable };
+enum class Kind {
+  kLaunch,
+  kEvent,
+  kStatistics,
+  kConversion,
+  kValidation,
+  kRegistration,
+  kUndecodable,
+};
 
 const char* nameOf(Kind kind);
+Kind kindOf(std::string_view name);  // kUndecodable for any other name.
 
 struct ReceivedReport {
   ReceivedRequest request;
   Kind kind = Kind::kUndecodable;
-  std::string json;   // The report, one line of JSON; empty when the body could not be decoded.
+  // The content, one line of JSON: the decoded body, or the query of a request without one. Empty
+  // when the body could not be decoded.
+  std::string json;
   std::string error;  // Why it could not.
 };
 

@@ -24,7 +24,7 @@ class ReportDecoder {
  private:
   std::optional<std::string> decodeBase64(std::string_view body, std::string& error) const;
 
-  std::array<std::int8_t, 256> digits_;  // The value of a character, -1 outside the alphabet.
+  std::array<std::int16_t, 256> digits_;  // The value of a character, -1 outside the alphabet.
 };
 
 }  // namespace collector

@@ -1,12 +1,10 @@
-// Takes launch and event reports.
+// Takes launch and event reports, and the registrations of push tokens, which share their path.
 #pragma once
 
 #include <string_view>
 
-#include "Printer.h"
-#include "ReceivedRequest.h"
+#include "Recorder.h"
 #include "ReportDecoder.h"
-#include "RequestStore.h"
 
 namespace collector {
 
@@ -14,16 +12,15 @@ class ReportEndpoint {
  public:
   static constexpr const char* kPath = "/api/v4/iosevent";
 
-  ReportEndpoint(std::string_view developerKey, RequestStore& store, Printer& printer)
-      : decoder_(developerKey), store_(store), printer_(printer) {}
+  ReportEndpoint(std::string_view developerKey, Recorder& recorder)
+      : decoder_(developerKey), recorder_(recorder) {}
 
   // What cannot be decoded is kept, shown and answered like anything else: the sender delivered it.
   Answer handle(ReceivedRequest request);
 
  private:
   ReportDecoder decoder_;
-  RequestStore& store_;
-  Printer& printer_;
+  Recorder& recorder_;
 };
 
 }  // namespace collector

@@ -114,10 +114,7 @@ void RequestStore::visitOwn(
   int result = sqlite3_step(select.get());
   for (; result == SQLITE_ROW; result = sqlite3_step(select.get())) {
     const std::string name = columnText(select.get(), 0);
-    const Kind kind = name == nameOf(Kind::kLaunch)  ? Kind::kLaunch
-                      : name == nameOf(Kind::kEvent) ? Kind::kEvent
-                                                     : Kind::kUndecodable;
-    visitor(kind, columnText(select.get(), 1), columnText(select.get(), 2));
+    visitor(kindOf(name), columnText(select.get(), 1), columnText(select.get(), 2));
   }
   if (result != SQLITE_DONE) fail();
 }

@@ -22,6 +22,9 @@ constexpr std::size_t kMaximalBody = std::size_t{64} << 20;
 constexpr std::chrono::seconds kClientTimeout{60};
 constexpr std::size_t kRequestsPerConnection = 1'000'000;
 
+// Marks the answers of endpoints, whatever their status.
+constexpr const char* kTaken = "X-Collector";
+
 // A thread for each connection: a client that is slow or idle keeps nobody else waiting.
 class ConnectionThreads : public httplib::TaskQueue {
  public:
@@ -110,7 +113,7 @@ class Server::Implementation {
       listener_ = socket;
     });
     http_.set_logger([refusal](const httplib::Request& request, const httplib::Response& response) {
-      if (response.status != 200) refusal(received(request), response.status);
+      if (!response.has_header(kTaken)) refusal(received(request), response.status);
     });
     http_.set_exception_handler(
         [](const auto&, httplib::Response& response, std::exception_ptr exception) {
@@ -130,10 +133,20 @@ class Server::Implementation {
                                const httplib::ContentReader& reader) {
       ReceivedRequest incoming = received(request);
       if (!readBody(request, reader, incoming.body)) return;
-      const Answer answer = handler(std::move(incoming));
-      response.status = answer.status;
-      response.set_content(answer.json, "application/json");
+      respond(response, handler(std::move(incoming)));
     });
+  }
+
+  void get(const std::string& path, Handler handler) {
+    http_.Get(path, [handler](const httplib::Request& request, httplib::Response& response) {
+      respond(response, handler(received(request)));
+    });
+  }
+
+  static void respond(httplib::Response& response, const Answer& answer) {
+    response.status = answer.status;
+    response.set_header(kTaken, "taken");
+    response.set_content(answer.json, "application/json");
   }
 
   int start(int port) {
@@ -169,6 +182,10 @@ Server::Server(const Certificates& certificates, RefusalHandler refusal)
     : implementation_(std::make_unique<Implementation>(certificates, std::move(refusal))) {}
 
 Server::~Server() = default;
+
+void Server::get(const std::string& path, Handler handler) {
+  implementation_->get(path, std::move(handler));
+}
 
 void Server::post(const std::string& path, Handler handler) {
   implementation_->post(path, std::move(handler));

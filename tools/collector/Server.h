@@ -15,11 +15,13 @@ class Server {
   using Handler = std::function<Answer(ReceivedRequest)>;
   using RefusalHandler = std::function<void(const ReceivedRequest&, int status)>;
 
-  // `refusal` is told of every request that no endpoint took. Handlers run on a thread for each
-  // connection. Throws std::runtime_error.
+  // `refusal` is told of every request that no endpoint took, or that could not be read. Handlers
+  // run on a thread for each connection. Throws std::runtime_error.
   Server(const Certificates& certificates, RefusalHandler refusal);
   ~Server();
 
+  // The path is a regular expression.
+  void get(const std::string& path, Handler handler);
   void post(const std::string& path, Handler handler);
 
   // Binds to the loopback interface and serves from then on. 0 is any free port; the port bound is

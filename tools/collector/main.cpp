@@ -6,15 +6,19 @@
 #include <iostream>
 
 #include "Certificates.h"
+#include "ConversionEndpoint.h"
 #include "Options.h"
 #include "Printer.h"
+#include "Recorder.h"
 #include "ReportEndpoint.h"
 #include "RequestStore.h"
 #include "Server.h"
+#include "StatisticsEndpoint.h"
+#include "ValidationEndpoint.h"
 
 namespace {
 
-using namespace collector;
+using namespace collector;  // NOLINT(google-build-using-namespace): this is the collector's main.
 
 // Signals that end the collector are waited for, so every thread has to keep them blocked.
 sigset_t blockEndingSignals() {
@@ -36,13 +40,22 @@ void run(const Options& options, const sigset_t& endingSignals) {
   const Certificates certificates(state);
   RequestStore store(state / "reports.db");
   const auto printer = options.jsonLines ? makeJsonPrinter() : makeTextPrinter();
-  ReportEndpoint reports(options.developerKey, store, *printer);
+  Recorder recorder(store, *printer);
+  ReportEndpoint reports(options.developerKey, recorder);
+  StatisticsEndpoint statistics(recorder);
+  ConversionEndpoint conversions(options.developerKey, options.conversion, recorder);
+  ValidationEndpoint validations(options.receipts, recorder);
 
   Server server(certificates, [&](const ReceivedRequest& request, int status) {
     printer->refused(request, status);
   });
-  server.post(ReportEndpoint::kPath,
-              [&](ReceivedRequest request) { return reports.handle(std::move(request)); });
+  const auto handledBy = [](auto& endpoint) {
+    return [&endpoint](ReceivedRequest request) { return endpoint.handle(std::move(request)); };
+  };
+  server.post(ReportEndpoint::kPath, handledBy(reports));
+  server.post(StatisticsEndpoint::kPath, handledBy(statistics));
+  server.get(ConversionEndpoint::kPath, handledBy(conversions));
+  server.post(ValidationEndpoint::kPath, handledBy(validations));
   printer->listening(server.start(options.port), certificates.authority());
 
   int signal = 0;

@@ -1,0 +1,32 @@
+// Answers what an installation's conversion data are.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "Recorder.h"
+
+namespace collector {
+
+class ConversionEndpoint {
+ public:
+  // A pattern; the application's identifier follows "id".
+  static constexpr const char* kPath = R"(/install_data/v3/id[^/]*)";
+
+  // `file` holds the JSON object to answer, read afresh for each request; without it the answer is
+  // a built-in sample. Another developer key than the given one is refused.
+  ConversionEndpoint(std::string developerKey, std::optional<std::filesystem::path> file,
+                     Recorder& recorder);
+
+  Answer handle(ReceivedRequest request);
+
+ private:
+  Answer answer() const;
+
+  const std::string developerKey_;
+  const std::optional<std::filesystem::path> file_;
+  Recorder& recorder_;
+};
+
+}  // namespace collector

@@ -1,0 +1,29 @@
+// Validates store receipts, as far as it was told which ones are good.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "Recorder.h"
+
+namespace collector {
+
+class ValidationEndpoint {
+ public:
+  static constexpr const char* kPath = "/validate-ios-receipt";
+
+  // `file` is a JSON object from receipts in Base64 ("*" for any) to arrays of the transactions
+  // that they hold, read afresh for each request. Without it every receipt holds
+  // "demo-transaction".
+  ValidationEndpoint(std::optional<std::filesystem::path> file, Recorder& recorder);
+
+  Answer handle(ReceivedRequest request);
+
+ private:
+  Answer answer(const std::string& receipt) const;
+
+  const std::optional<std::filesystem::path> file_;
+  Recorder& recorder_;
+};
+
+}  // namespace collector
