@@ -18,6 +18,12 @@ rapidjson::Document parse(const std::string& line) {
   return json;
 }
 
+std::vector<std::string> joined(std::vector<std::string> options,
+                                const std::vector<std::string>& more) {
+  options.insert(options.end(), more.begin(), more.end());
+  return options;
+}
+
 std::vector<std::string> withState(const std::string& state, std::vector<std::string> options) {
   options.insert(options.begin(), {"--state", state});
   return options;
@@ -88,9 +94,11 @@ std::optional<std::string> Report::field(const std::string& name) const {
   return jsonText(found->value);
 }
 
-Collector::Collector(const std::string& folder, const std::string& developerKey, int port)
-    : process_(QUARNEL_COLLECTOR_BINARY, {"--port", std::to_string(port), "--dev-key", developerKey,
-                                          "--state", folder, "--jsonl"}) {
+Collector::Collector(const std::string& folder, const std::string& developerKey, int port,
+                     const std::vector<std::string>& more)
+    : process_(QUARNEL_COLLECTOR_BINARY, joined({"--port", std::to_string(port), "--dev-key",
+                                                 developerKey, "--state", folder, "--jsonl"},
+                                                more)) {
   const auto line = process_.output().next(Clock::now() + kPatience);
   if (!line) throw Failure("the collector does not start:" + lastLines(process_.errors()));
   const auto json = parse(*line);
@@ -110,11 +118,9 @@ std::string Collector::address(const std::string& host) const {
 
 std::vector<std::string> reportingTo(const Collector& collector,
                                      const std::vector<std::string>& more) {
-  std::vector<std::string> options{
-      "--collector", collector.address(), "--ca",     collector.certificateAuthority(),
-      "--dev-key",   kDeveloperKey,       "--app-id", "123456789"};
-  options.insert(options.end(), more.begin(), more.end());
-  return options;
+  return joined({"--collector", collector.address(), "--ca", collector.certificateAuthority(),
+                 "--dev-key", kDeveloperKey, "--app-id", "123456789"},
+                more);
 }
 
 Host::Host(const std::string& state, std::vector<std::string> options)
@@ -133,6 +139,15 @@ void Host::waitForLog(const std::string& text) {
   if (!process_.errors().waitFor(contains, Clock::now() + kPatience)) {
     throw Failure("no log line has \"" + text + "\":" + lastLines(process_.errors()));
   }
+}
+
+void Host::drain() {
+  const auto deadline = Clock::now() + kPatience;
+  do {
+    run(R"(["drain"])");
+    if (next() == R"({"result":"drain","value":true})") return;
+  } while (Clock::now() < deadline);  // The host itself waits for a while only.
+  throw Failure("the host does not come to rest; its log:" + lastLines(process_.errors()));
 }
 
 int Host::finish() {

@@ -63,7 +63,7 @@ class Collector {
  public:
   // Keeps its certificates and requests in the folder. Port 0: any free one.
   Collector(const std::string& folder, const std::string& developerKey = kDeveloperKey,
-            int port = 0);
+            int port = 0, const std::vector<std::string>& more = {});
 
   // The next request; throws Failure when none arrives in time.
   Report next();
@@ -92,6 +92,8 @@ class Host {
   // Waits for a log line that contains the text; throws Failure when it does not come.
   void waitForLog(const std::string& text);
   std::vector<std::string> log() { return process_.errors().all(); }
+  // Waits until nothing is queued or in flight; throws Failure when that does not come.
+  void drain();
 
   // Ends the input and returns the exit code; throws Failure when the process does not end.
   int finish();
@@ -99,6 +101,7 @@ class Host {
   int wait();
   // As the system does it: without a word.
   void kill();
+  pid_t processId() const { return process_.id(); }
 
  private:
   Process process_;

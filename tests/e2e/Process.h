@@ -67,6 +67,7 @@ class Process {
   LineReader& errors() { return *errors_; }
 
   void signal(int number);
+  pid_t id() const { return pid_; }
 
   // Waits for the end; the exit code, or the negative number of the signal that ended it. Absent
   // when the time is over.

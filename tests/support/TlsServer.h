@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,6 +38,10 @@ class Connection {
   // A whole request with its body; absent when the client has gone.
   std::optional<std::string> readRequest();
   bool send(const std::string& bytes);
+  // A byte as it comes over the wire; false when the client has gone.
+  bool receiveRawByte();
+  // The connection will end without TLS's farewell, as when a network breaks.
+  void breakOff() { open_ = false; }
   // Waits until the client goes away.
   void waitForEnd();
 
@@ -50,24 +55,29 @@ class Connection {
 class TlsServer {
  public:
   using Handler = std::function<void(Connection&)>;
+  enum class Port { kOpen, kClosed };
 
-  TlsServer(const Certificate& certificate, Handler handler);
+  // A closed port is taken, but refuses all connections until open().
+  TlsServer(const Certificate& certificate, Handler handler, Port port = Port::kOpen);
   TlsServer(const TlsServer&) = delete;
   TlsServer& operator=(const TlsServer&) = delete;
   ~TlsServer();
 
+  void open();
+  int port() const { return port_; }
   std::string url(const std::string& path) const;
   int acceptedConnections() const;
 
  private:
   void acceptAll();
+  void serve(int socket);
 
   const Handler handler_;
   std::unique_ptr<SSL_CTX, decltype(&::SSL_CTX_free)> context_;
   int listener_;
   int port_ = 0;
   mutable std::mutex mutex_;
-  std::vector<int> sockets_;
+  std::set<int> sockets_;  // Of the connections that are still served.
   std::vector<std::thread> connections_;
   std::thread acceptor_;
 };

@@ -8,10 +8,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-
-#include "platform/linux/Threads.h"
+#include <system_error>
 
 namespace quarnel::test {
 namespace {
@@ -27,6 +28,14 @@ std::size_t contentLength(const std::string& head) {
   const std::size_t found = head.find(kName);
   if (found == std::string::npos) return 0;
   return std::strtoul(head.c_str() + found + kName.size(), nullptr, 10);
+}
+
+// A client that goes away must not kill the test with SIGPIPE.
+void ignoreBrokenPipes() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 }  // namespace
@@ -90,13 +99,17 @@ bool Connection::send(const std::string& bytes) {
   return ::SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
 }
 
-void Connection::waitForEnd() {
+bool Connection::receiveRawByte() {
   char byte = 0;
-  while (::recv(socket_, &byte, 1, 0) > 0) {
+  return ::recv(socket_, &byte, 1, 0) > 0;
+}
+
+void Connection::waitForEnd() {
+  while (receiveRawByte()) {
   }
 }
 
-TlsServer::TlsServer(const Certificate& certificate, Handler handler)
+TlsServer::TlsServer(const Certificate& certificate, Handler handler, Port port)
     : handler_(std::move(handler)),
       context_(::SSL_CTX_new(::TLS_server_method()), &::SSL_CTX_free),
       listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -106,20 +119,28 @@ TlsServer::TlsServer(const Certificate& certificate, Handler handler)
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
-  ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
-  ::listen(listener_, SOMAXCONN);
+  if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0) {
+    throw std::system_error(errno, std::generic_category(), "bind");
+  }
   ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
   port_ = ::ntohs(address.sin_port);
-  acceptor_ = startThread("test-accept", [this] { acceptAll(); });
+  if (port == Port::kOpen) open();
 }
 
 TlsServer::~TlsServer() {
   ::shutdown(listener_, SHUT_RDWR);
-  acceptor_.join();
-  for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
+  if (acceptor_.joinable()) acceptor_.join();
+  {
+    const std::lock_guard lock(mutex_);
+    for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
+  }
   for (std::thread& connection : connections_) connection.join();
-  for (const int socket : sockets_) ::close(socket);
   ::close(listener_);
+}
+
+void TlsServer::open() {
+  ::listen(listener_, SOMAXCONN);
+  acceptor_ = std::thread([this] { acceptAll(); });
 }
 
 std::string TlsServer::url(const std::string& path) const {
@@ -128,7 +149,7 @@ std::string TlsServer::url(const std::string& path) const {
 
 int TlsServer::acceptedConnections() const {
   const std::lock_guard lock(mutex_);
-  return static_cast<int>(sockets_.size());
+  return static_cast<int>(connections_.size());
 }
 
 void TlsServer::acceptAll() {
@@ -136,13 +157,20 @@ void TlsServer::acceptAll() {
     const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket < 0) return;
     const std::lock_guard lock(mutex_);
-    sockets_.push_back(socket);
-    // The library's own helper: a client that goes away must not kill the test with SIGPIPE.
-    connections_.push_back(startThread("test-serve", [this, socket] {
-      Connection connection(socket, context_.get());
-      handler_(connection);
-    }));
+    sockets_.insert(socket);
+    connections_.emplace_back([this, socket] { serve(socket); });
   }
+}
+
+void TlsServer::serve(int socket) {
+  ignoreBrokenPipes();
+  {
+    Connection connection(socket, context_.get());
+    handler_(connection);
+  }
+  const std::lock_guard lock(mutex_);
+  sockets_.erase(socket);
+  ::close(socket);
 }
 
 TlsServer::Handler answering(std::function<std::string(const std::string& request)> respond) {
