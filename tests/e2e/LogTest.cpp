@@ -75,16 +75,5 @@ TEST(LogTest, FirstLaunchIsToldStepByStep) {
   EXPECT_EQ(actualText, expectedText);
 }
 
-TEST(LogTest, WithoutDebugModeOnlyTheStartIsLogged) {
-  const TemporaryFolder folder;
-  Collector collector(folder.path("collector"));
-  Host host(folder.path("state"), reportingTo(collector));
-  host.run(R"(["set","appleAppID","no number"])");
-  host.run(R"(["trackAppLaunch"])");
-  collector.next();
-  EXPECT_EQ(host.finish(), 0);
-  EXPECT_EQ(host.log(), std::vector<std::string>{"Quarnel SDK version 1.0.0 started build"});
-}
-
 }  // namespace
 }  // namespace e2e

@@ -9,7 +9,6 @@
 
 #include "Support.h"
 #include "TlsServer.h"
-#include "platform/Digests.h"
 #include "platform/Dispatcher.h"
 #include "platform/FileSystem.h"
 #include "platform/HostServices.h"
@@ -71,13 +70,6 @@ TEST(SystemTest, RandomReachesTheWholeRangeAndNothingElse) {
   EXPECT_EQ(seen, (std::set<std::uint32_t>{0, 1, 2, 3, 4}));
   EXPECT_EQ(random.uniform(1), 0U);
   EXPECT_EQ(random.uniform(0), 0U);
-}
-
-TEST(SystemTest, DigestsOfKnownTexts) {
-  EXPECT_EQ(sha1Digest("abc")[0], 0xa9);
-  EXPECT_EQ(sha1Digest("abc")[19], 0x9d);
-  EXPECT_EQ(md5Digest("")[0], 0xd4);
-  EXPECT_EQ(md5Digest("")[15], 0x7e);
 }
 
 TEST(SystemTest, WifiIsAsTheHostApplicationSays) {
