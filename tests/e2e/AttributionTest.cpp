@@ -104,7 +104,9 @@ TEST(AttributionTest, PurchasesAreValidatedAndAlwaysReported) {
 TEST(AttributionTest, StatisticsAndRegistrationLeaveInTheBackground) {
   const TemporaryFolder folder;
   Collector collector(folder.path("collector"));
-  Host host(folder.path("state"), reportingTo(collector));
+  Host host(folder.path("state"), reportingTo(collector, {"--debug"}));
+  host.run(R"(["registerUninstall:",{"$data":"ff"}])");
+  host.waitForLog("backgroundRegisterUninstall:] Register uninstall exception: ");
   host.run(R"(["trackAppLaunch"])");
   EXPECT_EQ(collector.next().field("sessioncounter"), "1");
   host.run(R"(["registerUninstall:",{"$data":"01abcdef02"}])");

@@ -101,6 +101,20 @@ TEST_F(AttributionTest, StoredAnswerLastsSixtyDays) {
   EXPECT_EQ(platform.requests().size(), 2u);
 }
 
+TEST_F(AttributionTest, OverlappingCyclesAreDeliveredEachByItself) {
+  int answers = 0;
+  platform.setAnswer([&answers](const RecordedRequest&) {
+    const std::string number = std::to_string(++answers);
+    return ScriptedAnswer::response(200, "{\"answer\":" + number + "}").after(seconds(3 - answers));
+  });
+  EXPECT_TRUE(load().empty());
+  EXPECT_TRUE(load().empty());
+  platform.advance(seconds(5));
+  EXPECT_EQ(takeCallbacks(),
+            (std::vector<std::string>{R"(session {"answer":2})", R"(session {"answer":1})"}));
+  EXPECT_EQ(platform.userDefaults()[kData], Value(Dictionary{{"answer", 1}})) << "the later one";
+}
+
 TEST_F(AttributionTest, RefusalsCloseTheDoorUntilTheNextVersion) {
   platform.setAnswer(ScriptedAnswer::response(403));
   for (int i = 0; i < 7; ++i) load();

@@ -1,12 +1,9 @@
 #include "ConversionEndpoint.h"
 
-#include <iostream>
 #include <utility>
 
-#include "JsonText.h"
-#include "Parameters.h"
+#include "JsonFile.h"
 #include "Text.h"
-#include "TextFile.h"
 
 namespace collector {
 namespace {
@@ -28,21 +25,19 @@ Answer ConversionEndpoint::handle(ReceivedRequest request) {
   report.kind = Kind::kConversion;
   const Parameters parameters = parametersOf(report.request.query);
   report.json = jsonObject(parameters);
-  const auto key = parameters.find("devkey");
-  const bool isKnown = key != parameters.end() && key->second == validUtf8(developerKey_);
-  return recorder_.record(report,
-                          isKnown ? answer() : Answer{403, R"({"error":"wrong developer key"})"});
+  const Answer given = answer(parameters, report.error);
+  return recorder_.record(report, given);
 }
 
-Answer ConversionEndpoint::answer() const {
+Answer ConversionEndpoint::answer(const Parameters& parameters, std::string& error) const {
+  const auto key = parameters.find("devkey");
+  if (key == parameters.end() || key->second != validUtf8(developerKey_)) {
+    error = "wrong developer key";
+    return {403, jsonObject({{"error", error}})};
+  }
   if (!file_) return {200, kSample};
-  std::string error = "the file cannot be read";
-  const auto text = readTextFile(*file_);
-  const auto json = text ? compactObject(*text, error) : std::nullopt;
-  if (json) return {200, *json};
-  std::cerr << "quarnel-collector: no conversion data: " << file_->native() << ": " << error
-            << std::endl;
-  return {500, jsonObject({{"error", "no conversion data: " + error}})};
+  if (const auto json = readJsonFile(*file_, error)) return {200, *json};
+  return {500, jsonObject({{"error", error}})};
 }
 
 }  // namespace collector

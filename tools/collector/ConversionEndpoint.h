@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "Parameters.h"
 #include "Recorder.h"
 
 namespace collector {
@@ -22,7 +23,8 @@ class ConversionEndpoint {
   Answer handle(ReceivedRequest request);
 
  private:
-  Answer answer() const;
+  // Without data, `error` says why.
+  Answer answer(const Parameters& parameters, std::string& error) const;
 
   const std::string developerKey_;
   const std::optional<std::filesystem::path> file_;

@@ -32,20 +32,24 @@ std::string percentDecoded(std::string_view text) {
   return validUtf8(bytes);
 }
 
-}  // namespace
-
-Parameters parametersOf(std::string_view query) {
+Parameters split(std::string_view text, std::string (*decoded)(std::string_view)) {
   Parameters parameters;
-  while (!query.empty()) {
-    const std::string_view item = query.substr(0, query.find('&'));
-    query.remove_prefix(std::min(item.size() + 1, query.size()));
+  while (!text.empty()) {
+    const std::string_view item = text.substr(0, text.find('&'));
+    text.remove_prefix(std::min(item.size() + 1, text.size()));
     if (item.empty()) continue;
     const auto equals = item.find('=');
     const auto value = equals == item.npos ? std::string_view() : item.substr(equals + 1);
-    parameters[percentDecoded(item.substr(0, equals))] = percentDecoded(value);
+    parameters[decoded(item.substr(0, equals))] = decoded(value);
   }
   return parameters;
 }
+
+}  // namespace
+
+Parameters parametersOf(std::string_view query) { return split(query, percentDecoded); }
+
+Parameters plainParametersOf(std::string_view body) { return split(body, validUtf8); }
 
 std::string jsonObject(const Parameters& parameters) {
   rapidjson::StringBuffer buffer;

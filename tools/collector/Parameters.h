@@ -13,6 +13,9 @@ using Parameters = std::map<std::string, std::string>;
 // last one counts.
 Parameters parametersOf(std::string_view query);
 
+// The same of a body in which nothing is escaped.
+Parameters plainParametersOf(std::string_view body);
+
 // The same as one line of JSON.
 std::string jsonObject(const Parameters& parameters);
 

@@ -82,6 +82,7 @@ class TextPrinter : public Printer {
     } else {
       line +=
           padded(nameOf(report.kind), 12) + "  " + printable(gist(report.kind, report.json), 200);
+      if (!report.error.empty()) line += "  denied: " + printable(report.error, 200);
     }
     line += replayNote(request) + "  " + std::to_string(request.body.size()) + " bytes";
     writeLine(std::move(line));
@@ -126,11 +127,11 @@ class JsonPrinter : public Printer {
     line.object("headers", headers);
     if (report.kind == Kind::kUndecodable) {
       line.text("raw", report.request.body);
-      line.text("error", report.error);
     } else {
       line.writer.Key("body");
       line.writer.RawValue(report.json.data(), report.json.size(), rapidjson::kObjectType);
     }
+    if (!report.error.empty()) line.text("error", report.error);
     line.print();
   }
 
@@ -179,7 +180,7 @@ class JsonPrinter : public Printer {
 
 std::string tableRow(std::string_view kind, std::string_view event, std::string_view counters,
                      std::string_view value, std::string_view device) {
-  return padded(printable(kind, 11), 13) + padded(printable(event, 24), 26) +
+  return padded(printable(kind, 12), 14) + padded(printable(event, 24), 26) +
          padded(printable(counters, 10), 12) + padded(printable(value, 38), 40) +
          printable(device, 60);
 }
@@ -202,7 +203,7 @@ void printSummary(RequestStore& store) {
       return;
     }
     if (!isReport(kind)) {
-      writeLine(tableRow(nameOf(kind), "", "", gist(kind, json), ""));
+      writeLine(tableRow(nameOf(kind), "", "", error.empty() ? gist(kind, json) : error, ""));
       return;
     }
     const JsonFields fields(json);

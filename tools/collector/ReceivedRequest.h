@@ -39,7 +39,7 @@ struct ReceivedReport {
   // The content, one line of JSON: the decoded body, or the query of a request without one. Empty
   // when the body could not be decoded.
   std::string json;
-  std::string error;  // Why it could not.
+  std::string error;  // Why it could not, or why what was asked for was denied.
 };
 
 struct Answer {

@@ -20,7 +20,7 @@ ReportDecoder::ReportDecoder(std::string_view developerKey) {
   }
   digits_.fill(-1);
   for (std::size_t i = 0; i < alphabet.size(); ++i) {
-    digits_[static_cast<unsigned char>(alphabet[i])] = static_cast<std::int8_t>(i);
+    digits_[static_cast<unsigned char>(alphabet[i])] = static_cast<std::int16_t>(i);
   }
 }
 

@@ -10,7 +10,7 @@ Answer StatisticsEndpoint::handle(ReceivedRequest request) {
   ReceivedReport report;
   report.request = std::move(request);
   report.kind = Kind::kStatistics;
-  report.json = jsonObject(parametersOf(report.request.body));
+  report.json = jsonObject(plainParametersOf(report.request.body));
   return recorder_.record(report, {200, R"({"status":"ok"})"});
 }
 

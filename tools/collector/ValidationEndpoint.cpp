@@ -1,15 +1,24 @@
 #include "ValidationEndpoint.h"
 
-#include <iostream>
 #include <utility>
 
+#include "JsonFile.h"
 #include "JsonText.h"
-#include "TextFile.h"
+#include "Parameters.h"
 
 namespace collector {
 namespace {
 
-constexpr const char* kUnknownReceipt = R"({"status":21002})";
+bool isBase64(std::string_view text) {
+  const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0;
+  const auto digits = text.substr(0, text.size() - padding);
+  return !text.empty() && text.size() % 4 == 0 &&
+         digits.find_first_not_of(
+             "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+             "0123456789+/") == digits.npos;
+}
+
+constexpr const char* kInvalidReceipt = R"({"status":21002})";
 
 std::string confirmation(const std::vector<std::string>& transactions) {
   rapidjson::StringBuffer buffer;
@@ -43,27 +52,27 @@ Answer ValidationEndpoint::handle(ReceivedRequest request) {
   ReceivedReport report;
   report.request = std::move(request);
   const auto json = compactObject(report.request.body, report.error);
-  if (!json) return recorder_.record(report, {200, kUnknownReceipt});
+  if (!json) return recorder_.record(report, {200, kInvalidReceipt});
   report.kind = Kind::kValidation;
   report.json = *json;
-  const std::string receipt = JsonFields(*json).text("receipt-data");
-  return recorder_.record(report, receipt.empty() ? Answer{200, kUnknownReceipt} : answer(receipt));
+  const Answer given = answer(JsonFields(*json).text("receipt-data"), report.error);
+  return recorder_.record(report, given);
 }
 
-Answer ValidationEndpoint::answer(const std::string& receipt) const {
-  if (!file_) return {200, confirmation({"demo-transaction"})};
-  std::string error = "the file cannot be read";
-  const auto text = readTextFile(*file_);
-  const auto known = text ? compactObject(*text, error) : std::nullopt;
-  if (!known) {
-    std::cerr << "quarnel-collector: no receipts: " << file_->native() << ": " << error
-              << std::endl;
-    return {500, R"({"error":"no receipts"})"};
+Answer ValidationEndpoint::answer(const std::string& receipt, std::string& error) const {
+  if (!isBase64(receipt)) {
+    error = "no receipt in Base64";
+    return {200, kInvalidReceipt};
   }
-  const JsonFields fields(*known);
+  if (!file_) return {200, confirmation({"demo-transaction"})};
+  const auto accepted = readJsonFile(*file_, error);
+  if (!accepted) return {500, jsonObject({{"error", error}})};
+  const JsonFields fields(*accepted);
   auto transactions = fields.texts(receipt.c_str());
   if (!transactions) transactions = fields.texts("*");
-  return {200, transactions ? confirmation(*transactions) : kUnknownReceipt};
+  if (transactions) return {200, confirmation(*transactions)};
+  error = "the receipt is not among the accepted ones";
+  return {200, kInvalidReceipt};
 }
 
 }  // namespace collector

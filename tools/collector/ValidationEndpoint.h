@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 #include "Recorder.h"
 
@@ -13,14 +14,15 @@ class ValidationEndpoint {
   static constexpr const char* kPath = "/validate-ios-receipt";
 
   // `file` is a JSON object from receipts in Base64 ("*" for any) to arrays of the transactions
-  // that they hold, read afresh for each request. Without it every receipt holds
+  // that they hold, read afresh for each request. Without it every receipt in Base64 holds
   // "demo-transaction".
   ValidationEndpoint(std::optional<std::filesystem::path> file, Recorder& recorder);
 
   Answer handle(ReceivedRequest request);
 
  private:
-  Answer answer(const std::string& receipt) const;
+  // Unless the receipt is accepted, `error` says why.
+  Answer answer(const std::string& receipt, std::string& error) const;
 
   const std::optional<std::filesystem::path> file_;
   Recorder& recorder_;
