@@ -110,7 +110,8 @@ class QUARNEL_EXPORT QuarnelTracker {
   // --- Reports ---------------------------------------------------------------------------------
 
   // Reports a launch, 100 milliseconds from now; nothing is sent when the application resigned
-  // active 5 seconds ago or less.
+  // active 5 seconds ago or less. An ad client of the host's is asked on the calling thread, until
+  // it has attributed the installation; its answer goes with the report, or sends it once more.
   void trackAppLaunch();
 
   // Reports an in-app event with one value. A value of digits, "-" and "." counts as revenue.
