@@ -132,11 +132,12 @@ std::string Host::next() {
   return *std::move(line);
 }
 
-void Host::waitForLog(const std::string& text) {
-  const auto contains = [&](const std::string& line) {
-    return line.find(text) != std::string::npos;
+void Host::waitForLog(const std::string& text, std::size_t times) {
+  std::size_t found = 0;
+  const auto isLast = [&](const std::string& line) {
+    return line.find(text) != std::string::npos && ++found == times;
   };
-  if (!process_.errors().waitFor(contains, Clock::now() + kPatience)) {
+  if (!process_.errors().waitFor(isLast, Clock::now() + kPatience)) {
     throw Failure("no log line has \"" + text + "\":" + lastLines(process_.errors()));
   }
 }

@@ -89,8 +89,9 @@ class Host {
   void run(const std::string& command) { process_.writeLine(command); }
   // The next line of standard output; throws Failure when none comes in time.
   std::string next();
-  // Waits for a log line that contains the text; throws Failure when it does not come.
-  void waitForLog(const std::string& text);
+  // Waits for log lines that contain the text; throws Failure when they do not come. The log has a
+  // pipe of its own: what the host has written may not have been read when it answers a command.
+  void waitForLog(const std::string& text, std::size_t times = 1);
   std::vector<std::string> log() { return process_.errors().all(); }
   // Waits until nothing is queued or in flight; throws Failure when that does not come.
   void drain();

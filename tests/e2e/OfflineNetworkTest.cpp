@@ -49,6 +49,7 @@ TEST_P(OfflineNetworkTest, KeepsTheReportUntilItIsAnswered) {
   host.run(R"(["trackAppLaunch"])");
   host.drain();
   EXPECT_EQ(launches.answered().size(), 1U);
+  host.waitForLog("Quarnel Connection failed! Error - ", 2);
   EXPECT_EQ(countOf(host.log(), "Quarnel Connection failed! Error - "), 2U);
   EXPECT_EQ(cachedRecords(state_), records);
 
@@ -99,6 +100,7 @@ TEST_F(LongOfflineTest, KeepsTheFirstReportsOfThousandsAndItsMemory) {
   }
   const auto records = cachedRecords(state_);
   EXPECT_EQ(records.size(), kKept);
+  host.waitForLog("Cache reached limit - not caching request....", kEvents - kKept);
   EXPECT_EQ(countOf(host.log(), "Cache reached limit - not caching request...."), kEvents - kKept);
 
   server.open();

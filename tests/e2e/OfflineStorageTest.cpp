@@ -87,18 +87,14 @@ TEST_F(OfflineStorageTest, SurvivesAFolderThatBecomesUnusable) {
   track(host, "first");
   host.drain();
   Events kept{"first"};
+  std::size_t told = 0;
   for (const auto& [name, putInTheWay] : obstacles) {
     SCOPED_TRACE(name);
     fs::rename(cache_, aside);
     putInTheWay();
-    const std::size_t logged = host.log().size();
     track(host, "lost");
     host.drain();
-    const auto log = host.log();
-    const bool isTold = std::any_of(
-        log.begin() + static_cast<std::ptrdiff_t>(logged), log.end(),
-        [](const std::string& line) { return line.find("Error writing file at ") != line.npos; });
-    EXPECT_TRUE(isTold);
+    host.waitForLog("Error writing file at ", ++told);
     fs::remove(cache_);
     fs::rename(aside, cache_);
     track(host, "after " + name);

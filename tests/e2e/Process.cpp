@@ -90,6 +90,11 @@ bool LineReader::waitFor(const std::function<bool(const std::string&)>& conditio
   return false;
 }
 
+void LineReader::waitForEnd(Clock::time_point deadline) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, deadline, [this] { return ended_; });
+}
+
 std::vector<std::string> LineReader::all() const {
   const std::lock_guard lock(mutex_);
   return lines_;
@@ -148,6 +153,9 @@ std::optional<int> Process::wait(std::chrono::milliseconds timeout) {
   int status = 0;
   if (ready != 1 || waitpid(pid_, &status, 0) != pid_) return std::nullopt;
   status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  const auto deadline = Clock::now() + kPatience;
+  output_->waitForEnd(deadline);
+  errors_->waitForEnd(deadline);
   return status_;
 }
 

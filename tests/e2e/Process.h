@@ -34,6 +34,9 @@ class LineReader {
   bool waitFor(const std::function<bool(const std::string&)>& condition,
                Clock::time_point deadline);
 
+  // Waits until everything up to the end of the stream is read.
+  void waitForEnd(Clock::time_point deadline);
+
   std::vector<std::string> all() const;
 
  private:
