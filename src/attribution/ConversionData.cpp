@@ -9,6 +9,7 @@
 #include "compose/Report.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 #include "util/Text.h"
 
@@ -17,11 +18,6 @@ namespace {
 
 constexpr std::string_view kOperation = "-[QuarnelTracker getConversionData]";
 constexpr std::string_view kCompletion = "-[QuarnelTracker getConversionData]_block_invoke";
-
-constexpr std::string_view kStoredData = "QuarnelConversiondataKey";
-constexpr std::string_view kFreshSince = "QuarnelConversionDataCacheExpiration";
-constexpr std::string_view kRetries = "QuarnelConversionDataRequestRetries";
-constexpr std::string_view kTiming = "QuarnelGetConversionDataTiming";
 
 constexpr std::chrono::hours kLifetime{60 * 24};
 constexpr std::int64_t kMostRetries = 5;
@@ -68,11 +64,11 @@ void ConversionData::getConversionData() {
 // stopped: should the request fail, it is served again.
 std::optional<Dictionary> ConversionData::storedData() {
   UserDefaults& defaults = context_.platform.userDefaults();
-  const std::optional<Value> stored = defaults.get(kStoredData);
-  const double freshSince = storedDouble(defaults, kFreshSince);
+  const std::optional<Value> stored = defaults.get(keys::kConversionData);
+  const double freshSince = storedDouble(defaults, keys::kConversionFreshSince);
   const double now = secondsSince1970(context_.platform.clock().now());
   if (freshSince != 0 && now - freshSince > seconds(kLifetime)) {
-    defaults.set(kFreshSince, 0.0);
+    defaults.set(keys::kConversionFreshSince, 0.0);
     return std::nullopt;
   }
   if (!stored || stored->dictionary() == nullptr) return std::nullopt;
@@ -81,7 +77,8 @@ std::optional<Dictionary> ConversionData::storedData() {
 
 void ConversionData::fetch() {
   const Date start = context_.platform.clock().now();
-  if (storedInteger(context_.platform.userDefaults(), kRetries) >= kMostRetries) return;
+  if (storedInteger(context_.platform.userDefaults(), keys::kConversionRetries) >= kMostRetries)
+    return;
   const TrackerFields fields = context_.state.snapshot();
   std::string url = "https://" + context_.services.conversionHost + "/install_data/v3/id";
   url += textOrNull(fields.appleAppID);
@@ -121,8 +118,8 @@ void ConversionData::receive(const HttpResult& result, Date start) {
 
 void ConversionData::receiveAnswer(const HttpResponse& response, Date start) {
   UserDefaults& defaults = context_.platform.userDefaults();
-  defaults.set(kTiming, seconds(context_.platform.clock().now() - start));
-  defaults.remove(kRetries);
+  defaults.set(keys::kConversionTiming, seconds(context_.platform.clock().now() - start));
+  defaults.remove(keys::kConversionRetries);
   defaults.synchronize();
   JsonReadResult parsed = readJson(response.body);
   if (parsed.value && parsed.value->dictionary() != nullptr) {
@@ -147,10 +144,10 @@ void ConversionData::store(Dictionary& data) {
     const bool isFresh = isFalse(*isCache);
     data.remove("iscache");
     if (isFresh) {
-      defaults.set(kFreshSince, secondsSince1970(context_.platform.clock().now()));
+      defaults.set(keys::kConversionFreshSince, secondsSince1970(context_.platform.clock().now()));
     }
   }
-  defaults.set(kStoredData, data);
+  defaults.set(keys::kConversionData, data);
   defaults.synchronize();
   context_.log(kCompletion, "Caching conversion data.");
 }
@@ -161,8 +158,8 @@ void ConversionData::receiveRefusal(int status) {
   if (delegate == nullptr || !delegate->onConversionDataRequestFailure) return;
   if (status >= 400 && status <= 499) {
     UserDefaults& defaults = context_.platform.userDefaults();
-    const std::int64_t retries = storedInteger(defaults, kRetries);
-    defaults.set(kRetries, retries < kMostRetries ? retries + 1 : kMostRetries);
+    const std::int64_t retries = storedInteger(defaults, keys::kConversionRetries);
+    defaults.set(keys::kConversionRetries, retries < kMostRetries ? retries + 1 : kMostRetries);
     defaults.synchronize();
   }
   fail(makeError(status,

@@ -5,6 +5,7 @@
 
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
+#include "util/CallOut.h"
 #include "util/Json.h"
 #include "util/SystemVersion.h"
 #include "util/Text.h"
@@ -42,19 +43,6 @@ bool holdsTransaction(const Value& answer, const std::string& transactionId) {
     if (id != nullptr && id->text() != nullptr && *id->text() == transactionId) return true;
   }
   return false;
-}
-
-// Nothing that a callback of the application throws gets any further.
-template <typename Function, typename... Arguments>
-void callBack(const DebugLog& log, const Function& function, const Arguments&... arguments) {
-  if (!function) return;
-  try {
-    function(arguments...);
-  } catch (const std::exception& exception) {
-    log(kCompletion, "exception in a callback of the application: ", exception.what());
-  } catch (...) {
-    log(kCompletion, "exception in a callback of the application");
-  }
 }
 
 }  // namespace
@@ -136,13 +124,17 @@ bool PurchaseValidation::examineAnswer(const Purchase& purchase, const Value& an
     return fail(purchase, std::nullopt, answer);
   }
   context_.log(kCompletion, "Succeeded validating receipt");
-  callBack(context_.log, purchase.success, *answer.dictionary());
+  if (purchase.success) {
+    callOut(context_.log, kCompletion, [&] { purchase.success(*answer.dictionary()); });
+  }
   return true;
 }
 
 bool PurchaseValidation::fail(const Purchase& purchase, const std::optional<Error>& error,
                               const std::optional<Value>& answer) {
-  callBack(context_.log, purchase.failure, error, answer);
+  if (purchase.failure) {
+    callOut(context_.log, kCompletion, [&] { purchase.failure(error, answer); });
+  }
   return false;
 }
 

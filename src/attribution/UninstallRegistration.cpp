@@ -9,6 +9,7 @@
 #include "platform/Dispatcher.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 #include "util/Text.h"
 
@@ -16,7 +17,6 @@ namespace quarnel {
 namespace {
 
 constexpr std::string_view kOperation = "-[QuarnelTracker backgroundRegisterUninstall:]";
-constexpr std::string_view kDeviceToken = "QuarnelDeviceToken";
 constexpr std::chrono::milliseconds kDelay{3500};
 
 std::string required(const std::optional<std::string>& text, const char* key) {
@@ -44,8 +44,8 @@ void UninstallRegistration::registerUninstall(Bytes deviceToken) {
 void UninstallRegistration::remember(const Bytes& deviceToken) {
   UserDefaults& defaults = context_.platform.userDefaults();
   const std::string description = describeBytes(deviceToken);
-  if (storedText(defaults, kDeviceToken) == description) return;
-  defaults.set(kDeviceToken, description);
+  if (storedText(defaults, keys::kDeviceToken) == description) return;
+  defaults.set(keys::kDeviceToken, description);
   const auto queue =
       context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
   queue->postAfter(kDelay, [this, token = hexadecimal(deviceToken.data(), deviceToken.size())] {
@@ -77,8 +77,8 @@ void UninstallRegistration::backgroundRegisterUninstall(const std::string& token
 std::string UninstallRegistration::body(const std::string& token) {
   const UserDefaults& defaults = context_.platform.userDefaults();
   const auto installDate = dates_.getInstallDate(context_.utils.getDateFormatter());
-  const auto originalId = storedText(defaults, "QuarnelOriginalUserId");
-  const std::int64_t reinstallCounter = storedInteger(defaults, "QuarnelReInstallCounter");
+  const auto originalId = storedText(defaults, keys::kOriginalUserId);
+  const std::int64_t reinstallCounter = storedInteger(defaults, keys::kReinstallCounter);
   const TrackerFields fields = context_.state.snapshot();
   const BundleFacts bundle = context_.platform.device().mainBundle();
   const Dictionary body{

@@ -1,6 +1,5 @@
 #include "compose/AttributionFields.h"
 
-#include <chrono>
 #include <string_view>
 #include <utility>
 
@@ -8,20 +7,10 @@
 #include "platform/Dispatcher.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 
 namespace quarnel {
-namespace {
-
-constexpr std::string_view kConversionData = "QuarnelConversiondataKey";
-constexpr std::string_view kAdAttribution = "QuarneliAdAttributionKey";
-constexpr std::string_view kAdPurchaseDate = "QuarneliAdPurchaseDate";
-constexpr std::string_view kAdImpressionDate = "QuarneliAdImpressionDate";
-constexpr std::string_view kReinstallCounter = "QuarnelReInstallCounter";
-constexpr std::string_view kOriginalUserId = "QuarnelOriginalUserId";
-
-}  // namespace
-
 void AttributionFields::addLinkAndPush(Report& report) const {
   if (!report.isLaunch()) return;
   struct Pending {
@@ -70,7 +59,7 @@ void AttributionFields::postAppOpenAttribution(Dictionary parameters) const {
 }
 
 void AttributionFields::addAttribution(Report& report) const {
-  if (auto stored = context_.platform.userDefaults().get(kConversionData)) {
+  if (auto stored = context_.platform.userDefaults().get(keys::kConversionData)) {
     report.set("installAttribution", *std::move(stored));
   }
   addAdAttribution(report);
@@ -79,10 +68,12 @@ void AttributionFields::addAttribution(Report& report) const {
 
 void AttributionFields::addAdAttribution(Report& report) const {
   const UserDefaults& defaults = context_.platform.userDefaults();
-  if (defaults.get(kAdAttribution)) {
-    report.set("qn_iadattribution", storedBoolean(defaults, kAdAttribution) ? "true" : "false");
-    if (auto date = defaults.get(kAdPurchaseDate)) report.set("qn_iad_purchase_date", *date);
-    if (auto date = defaults.get(kAdImpressionDate)) report.set("qn_iad_impression_date", *date);
+  if (defaults.get(keys::kAdAttribution)) {
+    report.set("qn_iadattribution",
+               storedBoolean(defaults, keys::kAdAttribution) ? "true" : "false");
+    if (auto date = defaults.get(keys::kAdPurchaseDate)) report.set("qn_iad_purchase_date", *date);
+    if (auto date = defaults.get(keys::kAdImpressionDate))
+      report.set("qn_iad_impression_date", *date);
   }
   const std::optional<Value> details = context_.state.get(&TrackerFields::iADV3data);
   if (!details) return;
@@ -91,9 +82,9 @@ void AttributionFields::addAdAttribution(Report& report) const {
 
 void AttributionFields::addReinstallation(Report& report) const {
   const UserDefaults& defaults = context_.platform.userDefaults();
-  const std::int64_t counter = storedInteger(defaults, kReinstallCounter);
+  const std::int64_t counter = storedInteger(defaults, keys::kReinstallCounter);
   if (counter > 0) report.set("reinstallCounter", counter);
-  if (auto original = storedText(defaults, kOriginalUserId)) {
+  if (auto original = storedText(defaults, keys::kOriginalUserId)) {
     report.set("originalQuarnelId", *std::move(original));
   }
 }

@@ -5,15 +5,11 @@
 #include <optional>
 
 #include "platform/UserDefaults.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 
 namespace quarnel {
 namespace {
-
-constexpr std::string_view kCounter = "QuarnelCounter";
-constexpr std::string_view kRealLaunchCounter = "QuarnelRealLaunchCounter";
-constexpr std::string_view kInAppCounter = "QuarnelInAppCounter";
-constexpr std::string_view kPreviousReport = "QuarnelTimePassedSincePrevLaunch";
 
 // A stored number beyond 32 bits is no counter of ours; it is brought into range.
 std::int32_t storedCounter(const UserDefaults& defaults, std::string_view key) {
@@ -36,14 +32,14 @@ std::int32_t Counters::getCounter(bool increase) {
   constexpr std::string_view kOperation = "-[QuarnelTracker getCounter:]";
   context_.log(kOperation, "increase=", increase ? 1 : 0);
   const UserDefaults& defaults = context_.platform.userDefaults();
-  std::int32_t number = storedCounter(defaults, kCounter);
-  if (defaults.get(kCounter)) {
+  std::int32_t number = storedCounter(defaults, keys::kCounter);
+  if (defaults.get(keys::kCounter)) {
     context_.log(kOperation, "lanunch number ", number);
   } else {
     context_.log(kOperation, "1st lanunch");
   }
   if (increase) {
-    number = increaseAndStore(kCounter, number);
+    number = increaseAndStore(keys::kCounter, number);
     context_.log(kOperation, "save counter ", number);
   }
   return number;
@@ -53,21 +49,21 @@ std::int32_t Counters::getInAppCounter(bool increase) {
   constexpr std::string_view kOperation = "-[QuarnelTracker getInAppCounter:]";
   context_.log(kOperation, "increase=", increase ? 1 : 0);
   const UserDefaults& defaults = context_.platform.userDefaults();
-  std::int32_t number = storedCounter(defaults, kInAppCounter);
-  if (defaults.get(kInAppCounter)) {
+  std::int32_t number = storedCounter(defaults, keys::kInAppCounter);
+  if (defaults.get(keys::kInAppCounter)) {
     context_.log(kOperation, "in-app counter ", number);
   } else {
     context_.log(kOperation, "no in-app yet");
   }
-  if (increase) number = increaseAndStore(kInAppCounter, number);
+  if (increase) number = increaseAndStore(keys::kInAppCounter, number);
   context_.log(kOperation, "save in-app counter ", number);
   return number;
 }
 
 std::int32_t Counters::getRealLaunchCounter() {
   const UserDefaults& defaults = context_.platform.userDefaults();
-  const std::int32_t number = storedCounter(defaults, kRealLaunchCounter);
-  if (defaults.get(kRealLaunchCounter)) {
+  const std::int32_t number = storedCounter(defaults, keys::kRealLaunchCounter);
+  if (defaults.get(keys::kRealLaunchCounter)) {
     context_.log("-[QuarnelTracker getRealLaunchCounter]",
                  "getRealLaunchCounter real lanunch number ", number);
   }
@@ -77,7 +73,7 @@ std::int32_t Counters::getRealLaunchCounter() {
 void Counters::incrementRealLaunchCounter() {
   const UserDefaults& defaults = context_.platform.userDefaults();
   const std::int32_t number =
-      increaseAndStore(kRealLaunchCounter, storedCounter(defaults, kRealLaunchCounter));
+      increaseAndStore(keys::kRealLaunchCounter, storedCounter(defaults, keys::kRealLaunchCounter));
   context_.log("-[QuarnelTracker incrementRealLaunchCounter]",
                "incrementRealLaunchCounter real lanunch counter after increment = ", number);
 }
@@ -85,9 +81,9 @@ void Counters::incrementRealLaunchCounter() {
 double Counters::getTimePassedSinceLastLaunch() {
   UserDefaults& defaults = context_.platform.userDefaults();
   const double now = secondsSince1970(context_.platform.clock().now());
-  const double previous = storedDouble(defaults, kPreviousReport);
+  const double previous = storedDouble(defaults, keys::kPreviousReport);
   const double passed = previous > 0 ? now - previous : -1.0;
-  defaults.set(kPreviousReport, now);
+  defaults.set(keys::kPreviousReport, now);
   defaults.synchronize();
   return passed;
 }

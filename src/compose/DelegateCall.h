@@ -2,13 +2,13 @@
 #pragma once
 
 #include <chrono>
-#include <exception>
 #include <functional>
 #include <string_view>
 #include <utility>
 
 #include "compose/TrackerContext.h"
 #include "platform/Dispatcher.h"
+#include "util/CallOut.h"
 
 namespace quarnel {
 
@@ -20,13 +20,7 @@ void callDelegate(const TrackerContext& context,
   constexpr std::string_view kOperation = "-[QuarnelTracker delegate]";
   const QuarnelTrackerDelegate* delegate = context.state.get(&TrackerFields::delegate);
   if (delegate == nullptr || !(delegate->*operation)) return;
-  try {
-    (delegate->*operation)(argument);
-  } catch (const std::exception& exception) {
-    context.log(kOperation, "exception in a callback of the application: ", exception.what());
-  } catch (...) {
-    context.log(kOperation, "exception in a callback of the application");
-  }
+  callOut(context.log, kOperation, [&] { (delegate->*operation)(argument); });
 }
 
 // The same on the main queue, 1 millisecond from now, for the delegate that the tracker has then.

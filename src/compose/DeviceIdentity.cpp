@@ -9,15 +9,13 @@
 #include "platform/FileSystem.h"
 #include "platform/Random.h"
 #include "platform/UserDefaults.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel {
 namespace {
 
-constexpr std::string_view kUserId = "QuarnelUserId";
-constexpr std::string_view kOriginalUserId = "QuarnelOriginalUserId";
-constexpr std::string_view kReinstallCounter = "QuarnelReInstallCounter";
 constexpr const char* kKeychainId = "KCQuarnelId";
 constexpr const char* kKeychainCounter = "KCQuarnelRICounter";
 
@@ -31,11 +29,11 @@ Bytes toBytes(const std::string& text) { return {text.begin(), text.end()}; }
 std::string DeviceIdentity::getQuarnelUID() {
   UserDefaults& defaults = context_.platform.userDefaults();
   std::lock_guard lock(mutex_);
-  if (const auto stored = storedText(defaults, kUserId); stored && !stored->empty()) {
+  if (const auto stored = storedText(defaults, keys::kUserId); stored && !stored->empty()) {
     return *stored;
   }
   std::string identifier = generateQuarnelId();
-  defaults.set(kUserId, identifier);
+  defaults.set(keys::kUserId, identifier);
   defaults.synchronize();
   if (!getKeychainData()) scheduleKeychainWrite(identifier);
   return identifier;
@@ -64,7 +62,7 @@ bool DeviceIdentity::getKeychainData() {
   if (!stored) return false;
   const std::string original(stored->begin(), stored->end());
   if (!isValidUtf8(original)) return false;
-  context_.platform.userDefaults().set(kOriginalUserId, original);
+  context_.platform.userDefaults().set(keys::kOriginalUserId, original);
   countReinstallation(*keychain_);
   return true;
 }
@@ -76,7 +74,7 @@ void DeviceIdentity::countReinstallation(QuarnelKeychainWrapper& keychain) {
     counter = previous < INT64_MAX ? previous + 1 : previous;
   }
   UserDefaults& defaults = context_.platform.userDefaults();
-  defaults.set(kReinstallCounter, counter);
+  defaults.set(keys::kReinstallCounter, counter);
   defaults.synchronize();
   const Bytes text = toBytes(std::to_string(counter));
   if (!keychain.setObject(kKeychainCounter, text)) keychain.update(kKeychainCounter, text);

@@ -4,40 +4,31 @@
 
 #include "platform/FileSystem.h"
 #include "platform/UserDefaults.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 
 namespace quarnel {
-namespace {
-
-constexpr std::string_view kInstallDate = "QuarnelInstallDate";
-constexpr std::string_view kFirstLaunchDate = "QuarnelFirstLaunchDate";
-constexpr std::string_view kLastVersion = "QuarnelLastVersion";
-constexpr std::string_view kUpdateDate = "QuarnelDate3";
-constexpr std::string_view kConversionRetries = "QuarnelConversionDataRequestRetries";
-
-}  // namespace
-
 std::optional<std::string> InstallDates::getInstallDate(const DateFormatter& formatter) {
   UserDefaults& defaults = context_.platform.userDefaults();
-  if (auto stored = storedText(defaults, kInstallDate)) return stored;
+  if (auto stored = storedText(defaults, keys::kInstallDate)) return stored;
   context_.log("-[QuarnelTracker getInstallDate:]", "first installDate detected");
   FileSystem& files = context_.platform.fileSystem();
   auto date = formatter.string(files.creationDate(files.libraryDirectory()));
-  storeText(defaults, kInstallDate, date);
+  storeText(defaults, keys::kInstallDate, date);
   return date;
 }
 
 std::string InstallDates::getFirstLanuchDate(const DateFormatter& formatter) {
   constexpr std::string_view kOperation = "-[QuarnelTracker getFirstLanuchDate:]";
   UserDefaults& defaults = context_.platform.userDefaults();
-  std::optional<std::string> date = storedText(defaults, kFirstLaunchDate);
+  std::optional<std::string> date = storedText(defaults, keys::kFirstLaunchDate);
   if (!date) {
     date = "";
     if (counters_.getCounter(false) < 2) {
       context_.log(kOperation, "first launch detected");
       date = formatter.string(context_.platform.clock().now());
     }
-    storeText(defaults, kFirstLaunchDate, date);
+    storeText(defaults, keys::kFirstLaunchDate, date);
     defaults.synchronize();
   }
   context_.log(kOperation, "first launch date: ", date);
@@ -50,16 +41,16 @@ std::optional<std::string> InstallDates::getVersionUpdateDate(
   constexpr std::string_view kOperation =
       "-[QuarnelTracker getVersionUpdateDate:currentUpdateDate:]";
   UserDefaults& defaults = context_.platform.userDefaults();
-  const std::optional<std::string> savedVersion = storedText(defaults, kLastVersion);
+  const std::optional<std::string> savedVersion = storedText(defaults, keys::kLastVersion);
   context_.log(kOperation, "saved version: ", savedVersion);
   if (savedVersion && savedVersion == currentVersion) {
     context_.log(kOperation, "use date3 from storage");
-    return storedText(defaults, kUpdateDate);
+    return storedText(defaults, keys::kUpdateDate);
   }
   context_.log(kOperation, "new version detected");
-  storeText(defaults, kLastVersion, currentVersion);
-  storeText(defaults, kUpdateDate, currentUpdateDate);
-  defaults.remove(kConversionRetries);
+  storeText(defaults, keys::kLastVersion, currentVersion);
+  storeText(defaults, keys::kUpdateDate, currentUpdateDate);
+  defaults.remove(keys::kConversionRetries);
   return currentUpdateDate;
 }
 

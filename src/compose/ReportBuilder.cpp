@@ -10,15 +10,10 @@
 #include "platform/FileSystem.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 
 namespace quarnel {
-namespace {
-
-constexpr std::string_view kInstallTimestamp = "QuarnelInstallTimestamp";
-
-}  // namespace
-
 ReportBuilder::ReportBuilder(const TrackerContext& context, DeviceIdentity& identity,
                              Counters& counters, InstallDates& dates,
                              QuarnelServerHandler& serverHandler,
@@ -81,9 +76,9 @@ bool ReportBuilder::enter(Report& report) {
   identity_.validateAppID();
 
   UserDefaults& defaults = context_.platform.userDefaults();
-  report.isFirstTime = !defaults.get(kInstallTimestamp);
+  report.isFirstTime = !defaults.get(keys::kInstallTimestamp);
   context_.log(kBuildOperation, "First time = ", report.isFirstTime ? 1 : 0, " ",
-               storedText(defaults, kInstallTimestamp), " ", kInstallTimestamp);
+               storedText(defaults, keys::kInstallTimestamp), " ", keys::kInstallTimestamp);
   const Date now = context_.platform.clock().now();
   if (report.isLaunch()) {
     context_.state.set(&TrackerFields::lastLaunchTime, std::optional(now));
@@ -92,7 +87,7 @@ bool ReportBuilder::enter(Report& report) {
       report.receipt = context_.utils.getStoreReceipt();
     }
   }
-  if (report.isFirstTime) defaults.set(kInstallTimestamp, fixed(secondsSince1970(now), 6));
+  if (report.isFirstTime) defaults.set(keys::kInstallTimestamp, fixed(secondsSince1970(now), 6));
   return true;
 }
 

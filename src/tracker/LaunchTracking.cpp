@@ -1,13 +1,14 @@
 #include "tracker/LaunchTracking.h"
 
 #include <chrono>
-#include <exception>
 #include <string_view>
 
 #include "platform/Dispatcher.h"
 #include "platform/HostServices.h"
 #include "platform/UserDefaults.h"
+#include "util/CallOut.h"
 #include "util/Json.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 #include "util/Text.h"
 
@@ -16,10 +17,6 @@ namespace {
 
 constexpr std::string_view kOperation = "-[QuarnelTracker trackAppLaunch]";
 constexpr std::string_view kCallback = "-[QuarnelTracker trackAppLaunch]_block_invoke";
-
-constexpr std::string_view kAdAttribution = "QuarneliAdAttributionKey";
-constexpr std::string_view kAdPurchaseDate = "QuarneliAdPurchaseDate";
-constexpr std::string_view kAdImpressionDate = "QuarneliAdImpressionDate";
 
 constexpr std::chrono::milliseconds kLaunchDelay{100};
 // An application that was left for no longer than this was not launched again.
@@ -42,15 +39,9 @@ void LaunchTracking::askAdClient() {
   if (context_.state.get(&TrackerFields::disableIAdTracking)) return;
   const std::shared_ptr<AdClient> client = context_.platform.adClientLookup().sharedClient();
   // The store is asked last: where there is no ad client, the caller's thread stays off the disk.
-  if (!client || storedBoolean(context_.platform.userDefaults(), kAdAttribution)) return;
+  if (!client || storedBoolean(context_.platform.userDefaults(), keys::kAdAttribution)) return;
   context_.log(kOperation, "AdClient supported");
-  try {
-    ask(*client);
-  } catch (const std::exception& exception) {
-    context_.log(kOperation, "exception in the ad client: ", exception.what());
-  } catch (...) {
-    context_.log(kOperation, "exception in the ad client");
-  }
+  callOut(context_.log, kOperation, [&] { ask(*client); });
 }
 
 void LaunchTracking::ask(const AdClient& client) {
@@ -82,11 +73,11 @@ void LaunchTracking::receiveDates(std::optional<Date> purchaseDate,
                                   std::optional<Date> impressionDate) {
   UserDefaults& defaults = context_.platform.userDefaults();
   const bool attributed = purchaseDate && impressionDate;
-  defaults.set(kAdAttribution, attributed);
+  defaults.set(keys::kAdAttribution, attributed);
   if (attributed) {
     const DateFormatter formatter = context_.utils.getDateFormatter();
-    defaults.set(kAdPurchaseDate, formatter.string(*purchaseDate));
-    defaults.set(kAdImpressionDate, formatter.string(*impressionDate));
+    defaults.set(keys::kAdPurchaseDate, formatter.string(*purchaseDate));
+    defaults.set(keys::kAdImpressionDate, formatter.string(*impressionDate));
     if (context_.state.get(&TrackerFields::didCollectIAdData)) {
       builder_.callServerWithEventName(launchName());
       context_.log(kCallback,
@@ -100,7 +91,7 @@ void LaunchTracking::receiveDates(std::optional<Date> purchaseDate,
 
 void LaunchTracking::receiveAttributed(bool attributed) {
   UserDefaults& defaults = context_.platform.userDefaults();
-  defaults.set(kAdAttribution, attributed);
+  defaults.set(keys::kAdAttribution, attributed);
   defaults.synchronize();
   if (!attributed || !context_.state.get(&TrackerFields::didCollectIAdData)) return;
   builder_.callServerWithEventName(launchName());

@@ -8,14 +8,13 @@
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
 #include "platform/NotificationCenter.h"
+#include "util/PersistedKeys.h"
 #include "util/StoredValues.h"
 #include "util/SystemVersion.h"
 #include "util/Text.h"
 
 namespace quarnel {
 namespace {
-
-constexpr std::string_view kConversionDataTiming = "QuarnelGetConversionDataTiming";
 
 std::optional<std::string> textEntry(const Value& userInfo, std::string_view key) {
   const Dictionary* dictionary = userInfo.dictionary();
@@ -99,7 +98,7 @@ void Lifecycle::backgroundstatCall(std::optional<Date> lastLaunchTime, Date now)
 
 std::string Lifecycle::statistics(double timeInApp) {
   const TrackerFields fields = context_.state.snapshot();
-  const double timing = storedDouble(context_.platform.userDefaults(), kConversionDataTiming);
+  const double timing = storedDouble(context_.platform.userDefaults(), keys::kConversionTiming);
   std::string body = "app_id=";
   body += textOrNull(fields.appleAppID);
   body += "&devkey=";
