@@ -4,12 +4,8 @@ target_compile_options(quarnel_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -ffunction-sections -fdata-sections)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  # GCC 12 sees overlaps in the concatenation of texts that are none, and warns of every fence under
-  # the thread sanitizer, Asio's included.
+  # GCC 12 sees overlaps in the concatenation of texts that are none.
   target_compile_options(quarnel_options INTERFACE -Wno-restrict)
-  if(QUARNEL_SANITIZE MATCHES thread)
-    target_compile_options(quarnel_options INTERFACE -Wno-tsan)
-  endif()
 endif()
 if(QUARNEL_WERROR)
   target_compile_options(quarnel_options INTERFACE -Werror)

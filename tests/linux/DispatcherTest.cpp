@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "Support.h"
-#include "platform/linux/AsioDispatcher.h"
+#include "platform/linux/LinuxDispatcher.h"
 
 namespace quarnel::test {
 namespace {
@@ -20,7 +20,7 @@ class DispatcherTest : public testing::Test {
 
   std::shared_ptr<PendingWork> pending_ = std::make_shared<PendingWork>();
   std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
-  AsioDispatcher dispatcher_{nullptr, pending_, log_};
+  LinuxDispatcher dispatcher_{nullptr, pending_, log_};
 };
 
 TEST_F(DispatcherTest, RunsTasksOneAtATimeInOrder) {
@@ -126,7 +126,7 @@ TEST_F(DispatcherTest, TheApplicationsExecutorIsTheMainQueue) {
     loop.push_back(std::move(task));
     handedOver.add();
   };
-  AsioDispatcher dispatcher(executor, pending_, log_);
+  LinuxDispatcher dispatcher(executor, pending_, log_);
   std::vector<int> order;
   dispatcher.mainQueue().postAfter(milliseconds(20), [&] { order.push_back(2); });
   dispatcher.mainQueue().post([&] { order.push_back(1); });

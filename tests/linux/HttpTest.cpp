@@ -7,9 +7,9 @@
 
 #include "Support.h"
 #include "TlsServer.h"
-#include "platform/linux/AsioDispatcher.h"
 #include "platform/linux/CurlEngine.h"
 #include "platform/linux/CurlNetwork.h"
+#include "platform/linux/LinuxDispatcher.h"
 
 namespace quarnel::test {
 namespace {
@@ -58,7 +58,7 @@ class HttpTest : public testing::Test {
 
   TemporaryDirectory directory_;
   std::shared_ptr<PendingWork> pending_ = std::make_shared<PendingWork>();
-  AsioDispatcher dispatcher_{nullptr, pending_, std::make_shared<RecordingLog>()};
+  LinuxDispatcher dispatcher_{nullptr, pending_, std::make_shared<RecordingLog>()};
   std::shared_ptr<CurlEngine> engine_ =
       std::make_shared<CurlEngine>(directory_ / "ca.pem", pending_, HttpLimits{.stall = kStall});
   CurlNetwork network_{engine_, dispatcher_};

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "Support.h"
-#include "platform/linux/AsioDispatcher.h"
+#include "platform/linux/LinuxDispatcher.h"
 #include "platform/linux/SqliteUserDefaults.h"
 
 namespace quarnel::test {
@@ -31,7 +31,7 @@ class UserDefaultsTest : public testing::Test {
   const std::string folder_ = directory_ / "Library/Preferences";
   const std::string path_ = folder_ + "/user-defaults.db";
   std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
-  AsioDispatcher dispatcher_{nullptr, std::make_shared<PendingWork>(), log_};
+  LinuxDispatcher dispatcher_{nullptr, std::make_shared<PendingWork>(), log_};
 };
 
 TEST_F(UserDefaultsTest, ValuesComeBackWithTheirTypes) {

@@ -4,11 +4,11 @@
 
 #include "platform/HostOptions.h"
 #include "platform/Platform.h"
-#include "platform/linux/AsioDispatcher.h"
 #include "platform/linux/CurlEngine.h"
 #include "platform/linux/CurlNetwork.h"
 #include "platform/linux/HostProvidedServices.h"
 #include "platform/linux/LinuxDevice.h"
+#include "platform/linux/LinuxDispatcher.h"
 #include "platform/linux/LinuxFileSystem.h"
 #include "platform/linux/PendingWork.h"
 #include "platform/linux/SqliteKeychain.h"
@@ -59,7 +59,7 @@ class LinuxPlatform final : public Platform {
   HostAdClientLookup adClientLookup_;
   HostCloudIdentity cloudIdentity_;
   DeclaredClasses classLookup_;
-  AsioDispatcher dispatcher_;
+  LinuxDispatcher dispatcher_;
   const std::shared_ptr<SqliteUserDefaults> userDefaults_;
   SqliteKeychain keychain_;
   const std::shared_ptr<CurlEngine> engine_;

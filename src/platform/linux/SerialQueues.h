@@ -1,9 +1,7 @@
 #pragma once
 
-#include <asio/strand.hpp>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/Dispatcher.h"
@@ -17,25 +15,15 @@ namespace quarnel {
 class StrandQueue final : public SerialQueue {
  public:
   StrandQueue(std::string label, std::shared_ptr<WorkerPool> pool,
-              std::shared_ptr<PendingWork> pending, std::shared_ptr<LogSink> log);
+              std::shared_ptr<PendingWork> pending);
 
   void post(Task task) override;
   void postAfter(std::chrono::nanoseconds delay, Task task) override;
 
  private:
-  class Job;
-  struct DelayedJobs;
-
-  std::shared_ptr<DelayedJobs> delayedJobs();
-
-  const std::shared_ptr<const std::string> label_;
   const std::shared_ptr<WorkerPool> pool_;
   const std::shared_ptr<PendingWork> pending_;
-  const std::shared_ptr<LogSink> log_;
-  const asio::strand<asio::io_context::executor_type> strand_;
-  std::mutex mutex_;
-  // Owned by the timers that are running, so that a delayed task may own its own queue.
-  std::weak_ptr<DelayedJobs> delayed_;
+  const std::shared_ptr<WorkerPool::Strand> strand_;
 };
 
 // The host application's main loop as a queue.

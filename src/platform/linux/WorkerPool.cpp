@@ -1,23 +1,99 @@
 #include "platform/linux/WorkerPool.h"
 
+#include "platform/linux/GuardedTask.h"
 #include "platform/linux/Threads.h"
 
 namespace quarnel {
 
-WorkerPool::WorkerPool(const std::string& threadName, int threadCount)
-    : context_(threadCount), keepRunning_(context_.get_executor()) {
+WorkerPool::WorkerPool(const std::string& threadName, int threadCount, std::shared_ptr<LogSink> log)
+    : log_(std::move(log)) {
   for (int i = 0; i < threadCount; ++i) {
-    threads_.push_back(startThread(threadName, [this] { context_.run(); }));
+    threads_.push_back(startThread(threadName, [this] { work(); }));
   }
 }
 
 WorkerPool::~WorkerPool() { stop(); }
 
+void WorkerPool::post(const std::shared_ptr<Strand>& strand, Job job) {
+  const std::lock_guard lock(mutex_);
+  if (!stopped_) schedule(strand, std::move(job));
+}
+
+void WorkerPool::postAt(Clock::time_point due, std::shared_ptr<Strand> strand, Job job) {
+  const std::lock_guard lock(mutex_);
+  if (stopped_) return;
+  const auto place =
+      delayed_.try_emplace(DueTime(due, nextNumber_++), Delayed{std::move(strand), std::move(job)});
+  if (place.first == delayed_.begin()) changed_.notify_one();
+}
+
 void WorkerPool::stop() {
-  if (stopped_.exchange(true)) return;
-  context_.stop();
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(stopped_, true)) return;
+    changed_.notify_all();
+  }
   for (std::thread& thread : threads_) thread.join();
-  context_.dropHandlers();
+  dropJobs();
+}
+
+void WorkerPool::work() {
+  std::unique_lock lock(mutex_);
+  while (!stopped_) {
+    scheduleDueJobs();
+    if (ready_.empty()) {
+      wait(lock);
+      continue;
+    }
+    const std::shared_ptr<Strand> strand = std::move(ready_.front());
+    ready_.pop_front();
+    {
+      Job job = std::move(strand->jobs.front());
+      strand->jobs.pop_front();
+      lock.unlock();
+      runGuarded(job.task, strand->label, *log_);
+      // What the task owns goes before the token, so that nothing of it is left once it is not
+      // counted any more.
+      job.task = nullptr;
+    }
+    lock.lock();
+    strand->isScheduled = !strand->jobs.empty();
+    if (strand->isScheduled) ready_.push_back(strand);
+  }
+}
+
+void WorkerPool::wait(std::unique_lock<std::mutex>& lock) {
+  if (delayed_.empty()) {
+    changed_.wait(lock);
+  } else {
+    const Clock::time_point due = delayed_.begin()->first.first;
+    changed_.wait_until(lock, due);
+  }
+}
+
+void WorkerPool::schedule(const std::shared_ptr<Strand>& strand, Job job) {
+  strand->jobs.push_back(std::move(job));
+  if (std::exchange(strand->isScheduled, true)) return;
+  ready_.push_back(strand);
+  changed_.notify_one();
+}
+
+void WorkerPool::scheduleDueJobs() {
+  if (delayed_.empty()) return;
+  const Clock::time_point now = Clock::now();
+  while (!delayed_.empty() && delayed_.begin()->first.first <= now) {
+    auto due = delayed_.extract(delayed_.begin());
+    schedule(due.mapped().strand, std::move(due.mapped().job));
+  }
+}
+
+// What a job owns is foreign: it is destroyed without the lock, and may still post.
+void WorkerPool::dropJobs() {
+  std::unique_lock lock(mutex_);
+  const auto ready = std::exchange(ready_, {});
+  const auto delayed = std::exchange(delayed_, {});
+  lock.unlock();
+  for (const auto& strand : ready) strand->jobs.clear();
 }
 
 }  // namespace quarnel

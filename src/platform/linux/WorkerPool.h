@@ -1,40 +1,79 @@
 #pragma once
 
-#include <asio/executor_work_guard.hpp>
-#include <asio/io_context.hpp>
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "platform/Dispatcher.h"
+#include "platform/LogSink.h"
+#include "platform/linux/PendingWork.h"
 
 namespace quarnel {
 
-// A few threads that run one Asio context. Queues share its ownership, so a queue that outlives the
-// dispatcher is harmless: what is posted to it then is dropped.
+// A few threads that run the jobs of strands: those of one strand one at a time and in order, those
+// of different strands side by side. Queues share the ownership of the pool, so a queue that
+// outlives the dispatcher is harmless: what is posted to it then is dropped.
 class WorkerPool {
  public:
-  WorkerPool(const std::string& threadName, int threadCount);
+  using Clock = std::chrono::steady_clock;
+
+  struct Job {
+    PendingWork::Token token;
+    Task task;
+  };
+
+  // idle       Not scheduled, without jobs.
+  // scheduled  In the pool's line, or one of its jobs is running. After each job it goes to the end
+  //            of the line, so that a busy strand does not hold up the others.
+  struct Strand {
+    explicit Strand(std::string queueLabel) : label(std::move(queueLabel)) {}
+
+    const std::string label;
+    // Guarded by the pool's mutex.
+    std::deque<Job> jobs;
+    bool isScheduled = false;
+  };
+
+  WorkerPool(const std::string& threadName, int threadCount, std::shared_ptr<LogSink> log);
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
   ~WorkerPool();
 
-  asio::io_context& context() { return context_; }
-  bool stopped() const { return stopped_; }
+  void post(const std::shared_ptr<Strand>& strand, Job job);
+  // Jobs that fall due at the same moment run in the order of posting.
+  void postAt(Clock::time_point due, std::shared_ptr<Strand> strand, Job job);
 
-  // Waits for the tasks that are running and drops those that are not. Not from a pool thread.
+  // Waits for the jobs that are running and drops those that are not. Not from a pool thread.
   void stop();
 
  private:
-  // Dropping handlers without destroying the context lets strands outlive the handlers.
-  class Context : public asio::io_context {
-   public:
-    using asio::io_context::io_context;
-    void dropHandlers() { shutdown(); }
+  struct Delayed {
+    std::shared_ptr<Strand> strand;
+    Job job;
   };
+  using DueTime = std::pair<Clock::time_point, std::uint64_t>;
 
-  Context context_;
-  asio::executor_work_guard<asio::io_context::executor_type> keepRunning_;
-  std::atomic<bool> stopped_ = false;
+  void work();
+  void wait(std::unique_lock<std::mutex>& lock);
+  void schedule(const std::shared_ptr<Strand>& strand, Job job);
+  void scheduleDueJobs();
+  void dropJobs();
+
+  const std::shared_ptr<LogSink> log_;
+  std::mutex mutex_;  // Guards what follows, except for the threads.
+  std::condition_variable changed_;
+  std::deque<std::shared_ptr<Strand>> ready_;
+  std::map<DueTime, Delayed> delayed_;
+  std::uint64_t nextNumber_ = 0;
+  bool stopped_ = false;
   std::vector<std::thread> threads_;
 };
 

@@ -12,11 +12,11 @@ namespace quarnel {
 
 // Serial queues on a small pool of threads; a thread of its own as main queue unless the host
 // application has a main loop.
-class AsioDispatcher final : public Dispatcher {
+class LinuxDispatcher final : public Dispatcher {
  public:
-  AsioDispatcher(ExecutorQueue::Executor mainExecutor, std::shared_ptr<PendingWork> pending,
-                 std::shared_ptr<LogSink> log);
-  ~AsioDispatcher() override;
+  LinuxDispatcher(ExecutorQueue::Executor mainExecutor, std::shared_ptr<PendingWork> pending,
+                  std::shared_ptr<LogSink> log);
+  ~LinuxDispatcher() override;
 
   std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override;
   SerialQueue& mainQueue() override { return *mainQueue_; }
@@ -29,7 +29,6 @@ class AsioDispatcher final : public Dispatcher {
 
  private:
   const std::shared_ptr<PendingWork> pending_;
-  const std::shared_ptr<LogSink> log_;
   const std::shared_ptr<WorkerPool> pool_;
   std::shared_ptr<WorkerPool> mainThread_;  // Null when the host application runs the main queue.
   std::unique_ptr<SerialQueue> mainQueue_;
