@@ -16,8 +16,11 @@ constexpr const char* kSample =
 
 ConversionEndpoint::ConversionEndpoint(std::string developerKey,
                                        std::optional<std::filesystem::path> file,
-                                       Recorder& recorder)
-    : developerKey_(std::move(developerKey)), file_(std::move(file)), recorder_(recorder) {}
+                                       const Controls& controls, Recorder& recorder)
+    : developerKey_(std::move(developerKey)),
+      file_(std::move(file)),
+      controls_(controls),
+      recorder_(recorder) {}
 
 Answer ConversionEndpoint::handle(ReceivedRequest request) {
   ReceivedReport report;
@@ -35,6 +38,7 @@ Answer ConversionEndpoint::answer(const Parameters& parameters, std::string& err
     error = "wrong developer key";
     return {403, jsonObject({{"error", error}})};
   }
+  if (const auto edited = controls_.conversion()) return {200, *edited};
   if (!file_) return {200, kSample};
   if (const auto json = readJsonFile(*file_, error)) return {200, *json};
   return {500, jsonObject({{"error", error}})};

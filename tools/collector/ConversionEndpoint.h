@@ -7,6 +7,7 @@
 
 #include "Parameters.h"
 #include "Recorder.h"
+#include "inspector/Controls.h"
 
 namespace collector {
 
@@ -16,9 +17,10 @@ class ConversionEndpoint {
   static constexpr const char* kPath = R"(/install_data/v3/id[^/]*)";
 
   // `file` holds the JSON object to answer, read afresh for each request; without it the answer is
-  // a built-in sample. Another developer key than the given one is refused.
+  // a built-in sample. The controls may say otherwise. Another developer key than the given one is
+  // refused.
   ConversionEndpoint(std::string developerKey, std::optional<std::filesystem::path> file,
-                     Recorder& recorder);
+                     const Controls& controls, Recorder& recorder);
 
   Answer handle(ReceivedRequest request);
 
@@ -28,6 +30,7 @@ class ConversionEndpoint {
 
   const std::string developerKey_;
   const std::optional<std::filesystem::path> file_;
+  const Controls& controls_;
   Recorder& recorder_;
 };
 

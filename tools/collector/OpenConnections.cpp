@@ -5,6 +5,9 @@
 namespace collector {
 namespace {
 
+// The socket of the connection that this thread serves.
+thread_local int servedSocket = -1;
+
 int contextIndex() {
   static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   return index;
@@ -27,6 +30,7 @@ void OpenConnections::onProgress(const SSL* connection, int where, int) {
   auto* self = static_cast<OpenConnections*>(
       SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), contextIndex()));
   auto* entry = new Connection{self, SSL_get_fd(connection)};
+  servedSocket = entry->socket;
   SSL_set_ex_data(const_cast<SSL*>(connection), connectionIndex(), entry);
   const std::lock_guard lock(self->mutex_);
   self->connections_.insert(entry);
@@ -47,7 +51,16 @@ void OpenConnections::onFree(void*, void* data, CRYPTO_EX_DATA*, int, long, void
 void OpenConnections::endInput() {
   const std::lock_guard lock(mutex_);
   ended_ = true;
+  ending_.notify_all();
   for (const Connection* entry : connections_) shutdown(entry->socket, SHUT_RD);
 }
+
+void OpenConnections::waitUnlessEnding(std::chrono::milliseconds time) {
+  if (time <= std::chrono::milliseconds(0)) return;
+  std::unique_lock lock(mutex_);
+  ending_.wait_for(lock, time, [this] { return ended_; });
+}
+
+void OpenConnections::closeThisThreads() { shutdown(servedSocket, SHUT_RDWR); }
 
 }  // namespace collector

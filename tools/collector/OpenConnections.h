@@ -4,6 +4,8 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <set>
 
@@ -17,6 +19,12 @@ class OpenConnections {
   // Every connection, also one still to come, meets the end of its input; answers can be written.
   void endInput();
 
+  // Waits for the time, or until the input of connections ends.
+  void waitUnlessEnding(std::chrono::milliseconds time);
+
+  // Closes the connection that the calling thread serves. There must be a thread for each.
+  static void closeThisThreads();
+
  private:
   struct Connection {
     OpenConnections* owner;
@@ -29,6 +37,7 @@ class OpenConnections {
                      void* argument);
 
   std::mutex mutex_;
+  std::condition_variable ending_;
   std::set<Connection*> connections_;
   bool ended_ = false;
 };

@@ -7,10 +7,13 @@
 namespace collector {
 
 const char* const kUsage =
-    "usage: quarnel-collector --port PORT --dev-key KEY [--state DIR] [--jsonl | --summary]\n"
-    "                         [--conversion FILE] [--receipts FILE]\n"
+    "usage: quarnel-collector --port PORT --dev-key KEY [--web-port PORT] [--state DIR]\n"
+    "                         [--jsonl | --summary] [--conversion FILE] [--receipts FILE]\n"
     "  --port PORT    listen on this port of the loopback interface; 0 picks a free one\n"
     "  --dev-key KEY  the developer key of the applications that report\n"
+    "  --web-port PORT\n"
+    "                 serve the inspector, a page that shows what arrives, on this port of the\n"
+    "                 loopback interface (default: a free one)\n"
     "  --state DIR    keep certificates and received reports here\n"
     "                 (default: ${XDG_STATE_HOME:-~/.local/state}/quarnel-collector)\n"
     "  --conversion FILE\n"
@@ -67,8 +70,8 @@ class Parser {
     if (name == "--jsonl") return options_.jsonLines = true;
     if (name == "--summary") return options_.summary = true;
     if (name == "--help" || name == "-h") return options_.help = true;
-    if (name != "--port" && name != "--dev-key" && name != "--state" && name != "--conversion" &&
-        name != "--receipts") {
+    if (name != "--port" && name != "--dev-key" && name != "--web-port" && name != "--state" &&
+        name != "--conversion" && name != "--receipts") {
       fail("unknown argument " + std::string(name));
       return false;
     }
@@ -84,6 +87,11 @@ class Parser {
       hasPort_ = parsePort(value, options_.port);
       if (!hasPort_) fail("--port must be a number from 0 to 65535");
       return hasPort_;
+    }
+    if (name == "--web-port") {
+      const bool isPort = parsePort(value, options_.webPort);
+      if (!isPort) fail("--web-port must be a number from 0 to 65535");
+      return isPort;
     }
     if (name == "--dev-key") {
       options_.developerKey = value;

@@ -8,7 +8,8 @@
 namespace collector {
 
 struct Options {
-  int port = 0;  // 0 picks a free one.
+  int port = 0;     // 0 picks a free one.
+  int webPort = 0;  // The same.
   std::string developerKey;
   std::filesystem::path state;
   std::optional<std::filesystem::path> conversion;

@@ -64,8 +64,9 @@ std::string gist(Kind kind, const std::string& json) {
 
 class TextPrinter : public Printer {
  public:
-  void listening(int port, const std::filesystem::path& ca) override {
+  void listening(int port, int webPort, const std::filesystem::path& ca) override {
     writeLine("quarnel-collector listens on https://localhost:" + std::to_string(port));
+    writeLine("inspector http://127.0.0.1:" + std::to_string(webPort) + "/");
     writeLine("authority to trust: " + printable(ca.native(), 4096));
   }
 
@@ -107,10 +108,11 @@ class TextPrinter : public Printer {
 
 class JsonPrinter : public Printer {
  public:
-  void listening(int port, const std::filesystem::path& ca) override {
+  void listening(int port, int webPort, const std::filesystem::path& ca) override {
     Line line;
     line.writer.Key("listening");
     line.writer.Int(port);
+    line.text("inspector", "http://127.0.0.1:" + std::to_string(webPort) + "/");
     line.text("ca", ca.native());
     line.print();
   }

@@ -15,7 +15,7 @@ class Printer {
  public:
   virtual ~Printer() = default;
 
-  virtual void listening(int port, const std::filesystem::path& ca) = 0;
+  virtual void listening(int port, int webPort, const std::filesystem::path& ca) = 0;
   virtual void report(const ReceivedReport& report) = 0;
   // A request that no endpoint took.
   virtual void refused(const ReceivedRequest& request, int status) = 0;

@@ -45,6 +45,8 @@ struct ReceivedReport {
 struct Answer {
   int status = 200;
   std::string json;
+  std::chrono::milliseconds delay{0};  // How long to wait before answering.
+  bool drop = false;                   // Close the connection instead.
 };
 
 }  // namespace collector

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <mutex>
+#include <optional>
 
+#include "Database.h"
 #include "ReceivedRequest.h"
-
-struct sqlite3;
-struct sqlite3_stmt;
+#include "inspector/ReportSummary.h"
+#include "inspector/WireCheck.h"
 
 namespace collector {
 
@@ -19,27 +19,29 @@ class RequestStore {
   // Throws std::runtime_error when the database cannot be opened.
   explicit RequestStore(const std::filesystem::path& file);
 
-  // Throws std::runtime_error when the report could not be kept.
-  void add(const ReceivedReport& report);
+  // Returns the number under which the report is kept. Compares its counters with what the same
+  // installation reported before. Throws std::runtime_error when it could not be kept.
+  std::int64_t add(const ReceivedReport& report, const ReportSummary& summary, Problems problems,
+                   const Answer& answer);
+
+  // Forgets all reports, those of earlier runs too. Throws std::runtime_error.
+  void clear();
+
+  std::int64_t newest();  // 0 when there is none.
+  std::int64_t count();
 
   // Visits what this process has added, in the order of arrival.
   void visitOwn(
       const std::function<void(Kind, const std::string& json, const std::string& error)>& visitor);
 
  private:
-  struct Closer {
-    void operator()(sqlite3* database) const;
-    void operator()(sqlite3_stmt* statement) const;
-  };
-  using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
-
-  void execute(const char* sql);
-  Statement prepare(const char* sql);
-  [[noreturn]] void fail() const;
+  void bringUpToDate();
+  std::optional<ReportSummary> earlierThan(const ReportSummary& summary);
 
   std::mutex mutex_;
-  std::unique_ptr<sqlite3, Closer> database_;
-  Statement insert_;
+  Database database_;
+  Database::Statement insert_;
+  Database::Statement earlier_;
   std::int64_t run_ = 0;  // Tells this process's reports from those of others in the same folder.
 };
 

@@ -5,14 +5,13 @@
 
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <iostream>
-#include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "ConnectionThreads.h"
 #include "OpenConnections.h"
 
 namespace collector {
@@ -24,38 +23,6 @@ constexpr std::size_t kRequestsPerConnection = 1'000'000;
 
 // Marks the answers of endpoints, whatever their status.
 constexpr const char* kTaken = "X-Collector";
-
-// A thread for each connection: a client that is slow or idle keeps nobody else waiting.
-class ConnectionThreads : public httplib::TaskQueue {
- public:
-  void enqueue(std::function<void()> serve) override {
-    {
-      const std::lock_guard lock(mutex_);
-      ++running_;
-    }
-    try {
-      std::thread([this, serve] { run(serve); }).detach();
-    } catch (const std::system_error&) {
-      run(serve);  // No thread is to be had: new clients wait for this one.
-    }
-  }
-
-  void shutdown() override {
-    std::unique_lock lock(mutex_);
-    ended_.wait(lock, [this] { return running_ == 0; });
-  }
-
- private:
-  void run(const std::function<void()>& serve) {
-    serve();
-    const std::lock_guard lock(mutex_);
-    if (--running_ == 0) ended_.notify_all();
-  }
-
-  std::mutex mutex_;
-  std::condition_variable ended_;
-  int running_ = 0;
-};
 
 ReceivedRequest received(const httplib::Request& request) {
   ReceivedRequest result;
@@ -129,8 +96,8 @@ class Server::Implementation {
   ~Implementation() { stop(); }
 
   void post(const std::string& path, Handler handler) {
-    http_.Post(path, [handler](const httplib::Request& request, httplib::Response& response,
-                               const httplib::ContentReader& reader) {
+    http_.Post(path, [this, handler](const httplib::Request& request, httplib::Response& response,
+                                     const httplib::ContentReader& reader) {
       ReceivedRequest incoming = received(request);
       if (!readBody(request, reader, incoming.body)) return;
       respond(response, handler(std::move(incoming)));
@@ -138,12 +105,15 @@ class Server::Implementation {
   }
 
   void get(const std::string& path, Handler handler) {
-    http_.Get(path, [handler](const httplib::Request& request, httplib::Response& response) {
+    http_.Get(path, [this, handler](const httplib::Request& request, httplib::Response& response) {
       respond(response, handler(received(request)));
     });
   }
 
-  static void respond(httplib::Response& response, const Answer& answer) {
+  void respond(httplib::Response& response, const Answer& answer) {
+    connections_.waitUnlessEnding(answer.delay);
+    // The answer that follows meets a closed connection.
+    if (answer.drop) OpenConnections::closeThisThreads();
     response.status = answer.status;
     response.set_header(kTaken, "taken");
     response.set_content(answer.json, "application/json");

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Recorder.h"
+#include "inspector/Controls.h"
 
 namespace collector {
 
@@ -15,8 +16,9 @@ class ValidationEndpoint {
 
   // `file` is a JSON object from receipts in Base64 ("*" for any) to arrays of the transactions
   // that they hold, read afresh for each request. Without it every receipt in Base64 holds
-  // "demo-transaction".
-  ValidationEndpoint(std::optional<std::filesystem::path> file, Recorder& recorder);
+  // "demo-transaction". The controls may say otherwise.
+  ValidationEndpoint(std::optional<std::filesystem::path> file, const Controls& controls,
+                     Recorder& recorder);
 
   Answer handle(ReceivedRequest request);
 
@@ -25,6 +27,7 @@ class ValidationEndpoint {
   Answer answer(const std::string& receipt, std::string& error) const;
 
   const std::optional<std::filesystem::path> file_;
+  const Controls& controls_;
   Recorder& recorder_;
 };
 

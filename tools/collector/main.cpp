@@ -15,6 +15,7 @@
 #include "Server.h"
 #include "StatisticsEndpoint.h"
 #include "ValidationEndpoint.h"
+#include "inspector/InspectorServer.h"
 
 namespace {
 
@@ -39,12 +40,17 @@ void run(const Options& options, const sigset_t& endingSignals) {
   const std::filesystem::path state = std::filesystem::canonical(options.state);
   const Certificates certificates(state);
   RequestStore store(state / "reports.db");
+  RequestReader reader(state / "reports.db");
   const auto printer = options.jsonLines ? makeJsonPrinter() : makeTextPrinter();
-  Recorder recorder(store, *printer);
+  Controls controls;
+  LiveFeed feed;
+  feed.start(store.newest(), store.count());
+  WireCheck check(options.developerKey);
+  Recorder recorder(store, *printer, check, controls, feed);
   ReportEndpoint reports(options.developerKey, recorder);
   StatisticsEndpoint statistics(recorder);
-  ConversionEndpoint conversions(options.developerKey, options.conversion, recorder);
-  ValidationEndpoint validations(options.receipts, recorder);
+  ConversionEndpoint conversions(options.developerKey, options.conversion, controls, recorder);
+  ValidationEndpoint validations(options.receipts, controls, recorder);
 
   Server server(certificates, [&](const ReceivedRequest& request, int status) {
     printer->refused(request, status);
@@ -56,10 +62,14 @@ void run(const Options& options, const sigset_t& endingSignals) {
   server.post(StatisticsEndpoint::kPath, handledBy(statistics));
   server.get(ConversionEndpoint::kPath, handledBy(conversions));
   server.post(ValidationEndpoint::kPath, handledBy(validations));
-  printer->listening(server.start(options.port), certificates.authority());
+
+  InspectorServer inspector(store, reader, controls, feed);
+  const int port = server.start(options.port);
+  printer->listening(port, inspector.start(options.webPort), certificates.authority());
 
   int signal = 0;
   sigwait(&endingSignals, &signal);
+  inspector.stop();
   server.stop();
   if (options.summary) printSummary(store);
 }

@@ -1,0 +1,31 @@
+#include "ConnectionThreads.h"
+
+#include <system_error>
+#include <thread>
+
+namespace collector {
+
+void ConnectionThreads::enqueue(std::function<void()> serve) {
+  {
+    const std::lock_guard lock(mutex_);
+    ++running_;
+  }
+  try {
+    std::thread([this, serve] { run(serve); }).detach();
+  } catch (const std::system_error&) {
+    run(serve);  // No thread is to be had: new clients wait for this one.
+  }
+}
+
+void ConnectionThreads::shutdown() {
+  std::unique_lock lock(mutex_);
+  ended_.wait(lock, [this] { return running_ == 0; });
+}
+
+void ConnectionThreads::run(const std::function<void()>& serve) {
+  serve();
+  const std::lock_guard lock(mutex_);
+  if (--running_ == 0) ended_.notify_all();
+}
+
+}  // namespace collector

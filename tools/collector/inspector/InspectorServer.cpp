@@ -1,0 +1,223 @@
+#include "inspector/InspectorServer.h"
+
+#include <httplib.h>
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <iostream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include "ConnectionThreads.h"
+#include "JsonText.h"
+#include "Parameters.h"
+#include "inspector/EventStream.h"
+#include "inspector/WebAssets.h"
+
+namespace collector {
+namespace {
+
+constexpr std::size_t kMaximalBody = std::size_t{4} << 20;
+constexpr int kMaximalPage = 500;
+constexpr std::chrono::seconds kKeepAlive{1};
+constexpr const char* kJson = "application/json";
+
+constexpr const char* kContentSecurityPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+    "form-action 'none'; base-uri 'none'; frame-ancestors 'none'";
+
+void refuse(httplib::Response& response, int status, const std::string& error) {
+  response.status = status;
+  response.set_content(jsonObject({{"error", error}}), kJson);
+}
+
+template <typename Number>
+std::optional<Number> numberParameter(const httplib::Request& request, const char* name) {
+  const std::string text = request.get_param_value(name);
+  Number number{};
+  const auto [rest, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || failure != std::errc() || rest != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+RequestFilter filterOf(const httplib::Request& request) {
+  RequestFilter filter;
+  const std::size_t kinds = request.get_param_value_count("kind");
+  for (std::size_t i = 0; i < std::min<std::size_t>(kinds, 7); ++i) {
+    filter.kinds.push_back(request.get_param_value("kind", i));
+  }
+  filter.installation = request.get_param_value("installation");
+  filter.event = request.get_param_value("event");
+  filter.search = request.get_param_value("search");
+  filter.onlyProblems = request.get_param_value("problems") == "1";
+  return filter;
+}
+
+RequestPage pageOf(const httplib::Request& request) {
+  RequestPage page;
+  page.before = numberParameter<std::int64_t>(request, "before");
+  page.after = numberParameter<std::int64_t>(request, "after");
+  page.limit = std::clamp(numberParameter<int>(request, "limit").value_or(100), 1, kMaximalPage);
+  return page;
+}
+
+}  // namespace
+
+class InspectorServer::Implementation {
+ public:
+  Implementation(RequestStore& store, RequestReader& reader, Controls& controls, LiveFeed& feed)
+      : store_(store), reader_(reader), controls_(controls), feed_(feed) {
+    http_.new_task_queue = [] { return new ConnectionThreads; };
+    http_.set_payload_max_length(kMaximalBody);
+    http_.set_keep_alive_timeout(kKeepAlive.count());
+    http_.set_tcp_nodelay(true);
+    http_.set_default_headers({{"Content-Security-Policy", kContentSecurityPolicy},
+                               {"X-Content-Type-Options", "nosniff"},
+                               {"Referrer-Policy", "no-referrer"},
+                               {"Cache-Control", "no-store"}});
+    http_.set_socket_options([](socket_t socket) {
+      const int on = 1;
+      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
+    http_.set_pre_routing_handler([this](const auto& request, auto& response) {
+      return isAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled
+                                          : httplib::Server::HandlerResponse::Handled;
+    });
+    http_.set_exception_handler([](const auto&, auto& response, std::exception_ptr exception) {
+      try {
+        std::rethrow_exception(exception);
+      } catch (const std::exception& failure) {
+        refuse(response, 500, failure.what());
+      }
+    });
+    addAssets();
+    addRequests();
+    addControls();
+  }
+
+  ~Implementation() { stop(); }
+
+  int start(int port) {
+    const char* loopback = "127.0.0.1";
+    port_ = port == 0 ? http_.bind_to_any_port(loopback)
+                      : (http_.bind_to_port(loopback, port) ? port : -1);
+    if (port_ < 0) {
+      throw std::runtime_error("cannot listen on web port " + std::to_string(port) + ": " +
+                               std::generic_category().message(errno));
+    }
+    thread_ = std::thread([this] { http_.listen_after_bind(); });
+    while (!http_.is_running()) std::this_thread::yield();
+    return port_;
+  }
+
+  void stop() {
+    if (!thread_.joinable()) return;
+    feed_.end();
+    http_.stop();
+    thread_.join();
+  }
+
+ private:
+  bool isAllowed(const httplib::Request& request, httplib::Response& response) const {
+    const std::string host = request.get_header_value("Host");
+    const std::string port = ":" + std::to_string(port_);
+    if (host != "127.0.0.1" + port && host != "localhost" + port) {
+      refuse(response, 403, "the inspector answers to its own address only");
+      return false;
+    }
+    if (request.method == "GET" || request.method == "HEAD") return true;
+    if (request.get_header_value("Origin") != "http://" + host ||
+        request.get_header_value("Content-Type") != kJson) {
+      refuse(response, 403, "only the inspector's own page changes things");
+      return false;
+    }
+    return true;
+  }
+
+  void addAssets() {
+    for (const WebAsset& asset : webAssets()) {
+      http_.Get(std::string(asset.path), [asset](const auto&, auto& response) {
+        response.set_content(asset.content.data(), asset.content.size(), std::string(asset.type));
+      });
+    }
+  }
+
+  void addRequests() {
+    http_.Get("/api/requests", [this](const auto& request, auto& response) {
+      response.set_content(reader_.list(filterOf(request), pageOf(request)), kJson);
+    });
+    http_.Get(R"(/api/requests/(\d{1,18}))", [this](const auto& request, auto& response) {
+      const auto detail = reader_.detail(std::stoll(request.matches[1].str()));
+      detail ? response.set_content(*detail, kJson) : refuse(response, 404, "no such request");
+    });
+    http_.Delete("/api/requests", [this](const auto&, auto& response) {
+      store_.clear();
+      feed_.cleared();
+      response.status = 204;
+    });
+    http_.Get("/api/facets", [this](const auto&, auto& response) {
+      response.set_content(reader_.facets(), kJson);
+    });
+    http_.Get("/api/export", [this](const auto& request, auto& response) {
+      exportAll(filterOf(request), response);
+    });
+    http_.Get("/api/stream", [this](const auto&, auto& response) {
+      if (!streams_.open(feed_, controls_, response)) {
+        refuse(response, 503, "too many pages are open");
+      }
+    });
+  }
+
+  void addControls() {
+    http_.Get("/api/controls", [this](const auto&, auto& response) {
+      response.set_content(controls_.json(), kJson);
+    });
+    http_.Put("/api/controls", [this](const auto& request, auto& response) {
+      std::string error;
+      if (!controls_.set(request.body, error)) return refuse(response, 400, error);
+      feed_.controlsChanged();
+      response.set_content(controls_.json(), kJson);
+    });
+  }
+
+  void exportAll(const RequestFilter& filter, httplib::Response& response) {
+    response.set_header("Content-Disposition", "attachment; filename=\"requests.jsonl\"");
+    auto last = std::make_shared<std::int64_t>(0);
+    response.set_chunked_content_provider(
+        "application/x-ndjson", [this, filter, last](std::size_t, httplib::DataSink& sink) {
+          std::string lines;
+          const auto next = reader_.exportLines(filter, *last, lines);
+          if (!next) {
+            sink.done();
+            return true;
+          }
+          *last = *next;
+          return sink.write(lines.data(), lines.size());
+        });
+  }
+
+  RequestStore& store_;
+  RequestReader& reader_;
+  Controls& controls_;
+  LiveFeed& feed_;
+  EventStreams streams_;
+  httplib::Server http_;
+  std::atomic<int> port_ = 0;
+  std::thread thread_;
+};
+
+InspectorServer::InspectorServer(RequestStore& store, RequestReader& reader, Controls& controls,
+                                 LiveFeed& feed)
+    : implementation_(std::make_unique<Implementation>(store, reader, controls, feed)) {}
+
+InspectorServer::~InspectorServer() = default;
+
+int InspectorServer::start(int port) { return implementation_->start(port); }
+
+void InspectorServer::stop() { implementation_->stop(); }
+
+}  // namespace collector

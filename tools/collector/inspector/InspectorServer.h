@@ -1,0 +1,36 @@
+// Serves the inspector: a page that shows what arrives, and what the page asks for.
+//
+// It listens on the loopback interface only, and answers to its own page only: requests under
+// another host name are refused (a name that was made to point to this machine), and so are changes
+// that another site's page asks for.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "RequestStore.h"
+#include "inspector/Controls.h"
+#include "inspector/LiveFeed.h"
+#include "inspector/RequestReader.h"
+
+namespace collector {
+
+class InspectorServer {
+ public:
+  // Throws std::runtime_error.
+  InspectorServer(RequestStore& store, RequestReader& reader, Controls& controls, LiveFeed& feed);
+  ~InspectorServer();
+
+  // Serves from then on. 0 is any free port; the port bound is returned. Throws
+  // std::runtime_error when it is taken.
+  int start(int port);
+
+  // Ends pages' connections.
+  void stop();
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace collector
