@@ -7,7 +7,8 @@ namespace collector {
 
 void ConnectionThreads::enqueue(std::function<void()> serve) {
   {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return running_ < most_; });
     ++running_;
   }
   try {
@@ -25,7 +26,8 @@ void ConnectionThreads::shutdown() {
 void ConnectionThreads::run(const std::function<void()>& serve) {
   serve();
   const std::lock_guard lock(mutex_);
-  if (--running_ == 0) ended_.notify_all();
+  --running_;
+  ended_.notify_all();
 }
 
 }  // namespace collector

@@ -4,6 +4,7 @@
 #include <httplib.h>
 
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <mutex>
 
@@ -11,15 +12,19 @@ namespace collector {
 
 class ConnectionThreads : public httplib::TaskQueue {
  public:
+  // As long as the given number of connections is open, further ones wait.
+  explicit ConnectionThreads(std::size_t most) : most_(most) {}
+
   void enqueue(std::function<void()> serve) override;
   void shutdown() override;
 
  private:
   void run(const std::function<void()>& serve);
 
+  const std::size_t most_;
   std::mutex mutex_;
   std::condition_variable ended_;
-  int running_ = 0;
+  std::size_t running_ = 0;
 };
 
 }  // namespace collector

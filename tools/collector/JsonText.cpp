@@ -4,6 +4,8 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <utility>
+
 namespace collector {
 namespace {
 
@@ -64,6 +66,59 @@ class CompactingHandler {
   const char* objection_ = nullptr;
 };
 
+// Gathers the members of the root.
+class MemberHandler {
+ public:
+  using Size = rapidjson::SizeType;
+  using Type = JsonMember::Type;
+
+  std::vector<JsonMember> take() { return std::move(members_); }
+
+  bool Null() { return writer_.Null() && end(Type::kNull); }
+  bool Bool(bool value) { return writer_.Bool(value) && end(Type::kBoolean); }
+  bool Int(int value) { return writer_.Int(value) && end(Type::kNumber); }
+  bool Uint(unsigned value) { return writer_.Uint(value) && end(Type::kNumber); }
+  bool Int64(std::int64_t value) { return writer_.Int64(value) && end(Type::kNumber); }
+  bool Uint64(std::uint64_t value) { return writer_.Uint64(value) && end(Type::kNumber); }
+  bool Double(double value) { return writer_.Double(value) && end(Type::kNumber); }
+  bool RawNumber(const char* text, Size length, bool) {
+    return writer_.RawValue(text, length, rapidjson::kNumberType) && end(Type::kNumber);
+  }
+  bool String(const char* text, Size length, bool) {
+    if (depth_ == 1) members_.back().text.assign(text, length);
+    return writer_.String(text, length) && end(Type::kText);
+  }
+  bool Key(const char* text, Size length, bool) {
+    if (depth_ > 1) return writer_.Key(text, length);
+    members_.emplace_back().name.assign(text, length);
+    buffer_.Clear();
+    writer_.Reset(buffer_);
+    return true;
+  }
+  bool StartObject() { return depth_++ == 0 || writer_.StartObject(); }
+  bool EndObject(Size count) {
+    return --depth_ == 0 || (writer_.EndObject(count) && end(Type::kObject));
+  }
+  bool StartArray() { return depth_++ > 0 && writer_.StartArray(); }
+  bool EndArray(Size count) {
+    --depth_;
+    return writer_.EndArray(count) && end(Type::kArray);
+  }
+
+ private:
+  bool end(Type type) {
+    if (depth_ != 1) return depth_ > 0;
+    members_.back().type = type;
+    members_.back().json = view(buffer_);
+    return true;
+  }
+
+  rapidjson::StringBuffer buffer_;
+  JsonWriter writer_{buffer_};
+  int depth_ = 0;
+  std::vector<JsonMember> members_;
+};
+
 }  // namespace
 
 std::optional<std::string> compactObject(std::string_view text, std::string& error) {
@@ -111,6 +166,14 @@ std::optional<std::vector<std::string>> JsonFields::texts(const char* name) cons
     if (value.IsString()) result.emplace_back(value.GetString(), value.GetStringLength());
   }
   return result;
+}
+
+std::vector<JsonMember> membersOf(std::string_view object) {
+  MemberHandler handler;
+  rapidjson::Reader reader;
+  rapidjson::MemoryStream stream(object.data(), object.size());
+  reader.Parse<kParseFlags>(stream, handler);
+  return handler.take();
 }
 
 }  // namespace collector

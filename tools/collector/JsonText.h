@@ -42,4 +42,17 @@ class JsonFields {
   rapidjson::Document document_;
 };
 
+// A member of an object, its value as it stood.
+struct JsonMember {
+  enum class Type { kNull, kBoolean, kNumber, kText, kArray, kObject };
+
+  std::string name;
+  Type type = Type::kNull;
+  std::string json;  // The value.
+  std::string text;  // Its content, when it is a text.
+};
+
+// The members of an object that compactObject returned, in its order.
+std::vector<JsonMember> membersOf(std::string_view object);
+
 }  // namespace collector

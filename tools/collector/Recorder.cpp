@@ -3,12 +3,24 @@
 #include <exception>
 #include <iostream>
 
+#include "ValidationEndpoint.h"
+
 namespace collector {
+namespace {
+
+// The kind of requests that come to where this one came.
+Kind endpointOf(const ReceivedReport& report) {
+  if (report.kind != Kind::kUndecodable) return report.kind;
+  return report.request.path == ValidationEndpoint::kPath ? Kind::kValidation : Kind::kEvent;
+}
+
+}  // namespace
 
 Answer Recorder::record(const ReceivedReport& report, Answer answer) {
-  controls_.apply(report.kind, answer);
+  controls_.apply(endpointOf(report), answer);
   try {
-    feed_.arrived(store_.add(report, summarize(report), check_.check(report), answer));
+    store_.add(report, summarize(report), check_.check(report), answer);
+    feed_.arrived();
   } catch (const std::exception& failure) {
     std::cerr << "quarnel-collector: a request was not kept: " << failure.what() << std::endl;
     answer.status = 500;

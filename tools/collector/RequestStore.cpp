@@ -1,6 +1,7 @@
 #include "RequestStore.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <string_view>
 
 #include "JsonText.h"
@@ -9,23 +10,16 @@
 namespace collector {
 namespace {
 
-constexpr const char* kSchema = R"(
-  PRAGMA journal_mode = WAL;
-  PRAGMA synchronous = NORMAL;
+constexpr std::int64_t kLayout = 2;
+
+// The small columns come first: what follows a long text in a row is slow to reach.
+constexpr const char* kTables = R"(
   CREATE TABLE IF NOT EXISTS run (id INTEGER PRIMARY KEY, started INTEGER NOT NULL);
   CREATE TABLE IF NOT EXISTS request (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     run INTEGER NOT NULL REFERENCES run,
     received_ms INTEGER NOT NULL,
-    method TEXT NOT NULL,
     kind TEXT NOT NULL,
-    host TEXT NOT NULL,
-    path TEXT NOT NULL,
-    query TEXT NOT NULL,
-    headers TEXT NOT NULL,
-    body BLOB NOT NULL,
-    report TEXT,
-    error TEXT,
     installation TEXT,
     event TEXT,
     launches INTEGER,
@@ -34,19 +28,52 @@ constexpr const char* kSchema = R"(
     cached_seconds REAL,
     built_at REAL,
     status INTEGER NOT NULL,
-    answer TEXT NOT NULL,
+    size INTEGER NOT NULL,
     errors INTEGER NOT NULL,
     warnings INTEGER NOT NULL,
-    problems TEXT NOT NULL);
-  CREATE INDEX IF NOT EXISTS request_by_run ON request (run, id);
-  CREATE INDEX IF NOT EXISTS request_by_kind ON request (kind, id);
-  CREATE INDEX IF NOT EXISTS request_by_event ON request (event, id);
-  CREATE INDEX IF NOT EXISTS request_by_installation ON request (installation, id);
-  CREATE INDEX IF NOT EXISTS request_by_building ON request (installation, built_at);
+    method TEXT NOT NULL,
+    host TEXT NOT NULL,
+    path TEXT NOT NULL,
+    query TEXT NOT NULL,
+    headers TEXT NOT NULL,
+    problems TEXT NOT NULL,
+    error TEXT,
+    answer TEXT NOT NULL,
+    body BLOB NOT NULL,
+    report TEXT);
+  CREATE INDEX IF NOT EXISTS request_by_run ON request (run);
+  CREATE INDEX IF NOT EXISTS request_by_kind ON request (kind);
+  CREATE INDEX IF NOT EXISTS request_by_event ON request (event);
+  CREATE INDEX IF NOT EXISTS request_by_installation ON request (installation);
+  CREATE INDEX IF NOT EXISTS request_by_building ON request (installation, built_at)
+    WHERE cached_seconds IS NULL;
   CREATE INDEX IF NOT EXISTS request_with_problems ON request (id) WHERE errors + warnings > 0;
 )";
 
-constexpr int kLayout = 2;
+// The first layout had the request as it came and its content; the rest is taken from those, but
+// what was wrong with a request is not found out afterwards.
+constexpr const char* kSetFirstLayoutAside = R"(
+  DROP INDEX IF EXISTS request_by_run;
+  ALTER TABLE request RENAME TO first_layout;
+)";
+constexpr const char* kCopyFirstLayout = R"(
+  INSERT INTO request
+    (id, run, received_ms, kind, installation, event, launches, events, sessions, cached_seconds,
+     status, size, errors, warnings, method, host, path, query, headers, problems, error, answer,
+     body, report)
+  SELECT id, run, received_ms, kind,
+    coalesce(report ->> '$.uid', report ->> '$.device_id'),
+    iif(kind IN ('launch', 'event'), report ->> '$.event', NULL),
+    iif(json_type(report, '$.counter') = 'integer', report ->> '$.counter', NULL),
+    iif(json_type(report, '$.iaecounter') = 'integer', report ->> '$.iaecounter', NULL),
+    iif(json_type(report, '$.sessioncounter') = 'integer', report ->> '$.sessioncounter', NULL),
+    iif(instr(query, 'timeincache='),
+        CAST(substr(query, instr(query, 'timeincache=') + 12) AS REAL), NULL),
+    200, length(body), 0, 0, iif(kind = 'conversion', 'GET', 'POST'), host, path, query, headers,
+    '[]', error, '', body, report
+  FROM first_layout;
+  DROP TABLE first_layout;
+)";
 
 std::string headersJson(const ReceivedRequest& request) {
   rapidjson::StringBuffer buffer;
@@ -87,37 +114,44 @@ std::optional<std::string_view> unlessEmpty(const std::string& text) {
 }  // namespace
 
 RequestStore::RequestStore(const std::filesystem::path& file) : database_(file) {
-  bringUpToDate();
+  database_.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+  prepareTables();
   database_.execute("INSERT INTO run (started) VALUES (unixepoch())");
   run_ = database_.lastInsertedRow();
+  auto totals = database_.prepare("SELECT ifnull(max(id), 0), count(*) FROM request");
+  if (totals.step()) totals_ = {totals.integer(0), totals.integer(1)};
   insert_ = database_.prepare(
-      "INSERT INTO request (run, received_ms, method, kind, host, path, query, headers, body, "
-      "report, error, installation, event, launches, events, sessions, cached_seconds, built_at, "
-      "status, answer, errors, warnings, problems) "
-      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      "INSERT INTO request (run, received_ms, kind, installation, event, launches, events, "
+      "sessions, cached_seconds, built_at, status, size, errors, warnings, method, host, path, "
+      "query, headers, problems, error, answer, body, report) "
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   earlier_ = database_.prepare(
-      "SELECT launches, events, sessions FROM request WHERE installation = ? AND built_at < ? "
-      "ORDER BY built_at DESC LIMIT 1");
+      "SELECT launches, events, sessions FROM request WHERE installation = ? AND built_at < ? AND "
+      "cached_seconds IS NULL ORDER BY built_at DESC LIMIT 1");
 }
 
-// The reports of an earlier layout are kept in a table of their own, out of the way.
-void RequestStore::bringUpToDate() {
-  auto layout = database_.prepare("PRAGMA user_version");
-  auto tables =
-      database_.prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'request'");
-  const bool isEarlier = layout.step() && layout.integer(0) < kLayout && tables.step();
-  layout.reset();
-  tables.reset();
-  if (isEarlier) {
-    database_.execute(
-        "DROP INDEX IF EXISTS request_by_run; ALTER TABLE request RENAME TO request_1");
+// In one transaction, for another collector may start in the same folder.
+void RequestStore::prepareTables() {
+  database_.execute("BEGIN IMMEDIATE");
+  auto query = database_.prepare(
+      "SELECT user_version, EXISTS (SELECT 1 FROM sqlite_schema WHERE name = 'request') "
+      "FROM pragma_user_version");
+  query.step();
+  const std::int64_t layout = query.integer(0);
+  const bool isFirstLayout = layout < kLayout && query.integer(1) != 0;
+  query.reset();
+  if (layout > kLayout) {
+    throw std::runtime_error("a newer version made the database of reports; use another --state");
   }
-  database_.execute(kSchema);
+  if (isFirstLayout) database_.execute(kSetFirstLayoutAside);
+  database_.execute(kTables);
+  if (isFirstLayout) database_.execute(kCopyFirstLayout);
   database_.execute(("PRAGMA user_version = " + std::to_string(kLayout)).c_str());
+  database_.execute("COMMIT");
 }
 
-std::int64_t RequestStore::add(const ReceivedReport& report, const ReportSummary& summary,
-                               Problems problems, const Answer& answer) {
+void RequestStore::add(const ReceivedReport& report, const ReportSummary& summary,
+                       Problems problems, const Answer& answer) {
   const ReceivedRequest& request = report.request;
   const std::string headers = headersJson(request);
   const std::string host = validUtf8(request.host);
@@ -129,28 +163,33 @@ std::int64_t RequestStore::add(const ReceivedReport& report, const ReportSummary
 
   const std::lock_guard lock(mutex_);
   if (const auto earlier = earlierThan(summary)) checkCounters(*earlier, summary, problems);
-  const auto errors = std::count_if(problems.begin(), problems.end(), [](const Problem& problem) {
-    return problem.severity == Problem::Severity::kError;
-  });
+  const std::int64_t errors = std::count_if(
+      problems.begin(), problems.end(),
+      [](const Problem& problem) { return problem.severity == Problem::Severity::kError; });
   const std::string problemList = problemsJson(problems);
-  insert_.bind(1, run_).bind(2, std::int64_t{received.count()}).bind(3, request.method);
-  insert_.bind(4, kind).bind(5, host).bind(6, path).bind(7, query).bind(8, headers);
-  insert_.bindBlob(9, request.body);
-  insert_.bind(10, unlessEmpty(report.json)).bind(11, unlessEmpty(report.error));
-  insert_.bind(12, unlessEmpty(summary.installation)).bind(13, unlessEmpty(summary.event));
-  insert_.bind(14, summary.launches).bind(15, summary.events).bind(16, summary.sessions);
-  insert_.bind(17, summary.cachedSeconds).bind(18, summary.builtAt);
-  insert_.bind(19, std::int64_t{answer.drop ? 0 : answer.status}).bind(20, answer.json);
-  insert_.bind(21, std::int64_t{errors});
-  insert_.bind(22, static_cast<std::int64_t>(problems.size()) - errors).bind(23, problemList);
+  insert_.bind(1, run_).bind(2, std::int64_t{received.count()}).bind(3, kind);
+  insert_.bind(4, unlessEmpty(summary.installation)).bind(5, unlessEmpty(summary.event));
+  insert_.bind(6, summary.launches).bind(7, summary.events).bind(8, summary.sessions);
+  insert_.bind(9, summary.cachedSeconds).bind(10, summary.builtAt);
+  insert_.bind(11, std::int64_t{answer.drop ? 0 : answer.status});
+  insert_.bind(12, static_cast<std::int64_t>(request.body.size()));
+  insert_.bind(13, errors).bind(14, static_cast<std::int64_t>(problems.size()) - errors);
+  insert_.bind(15, std::string_view(request.method)).bind(16, std::string_view(host));
+  insert_.bind(17, std::string_view(path)).bind(18, std::string_view(query));
+  insert_.bind(19, std::string_view(headers)).bind(20, std::string_view(problemList));
+  insert_.bind(21, unlessEmpty(report.error));
+  insert_.bind(22, answer.drop ? std::string_view("") : std::string_view(answer.json));
+  insert_.bindBlob(23, request.body).bind(24, unlessEmpty(report.json));
   insert_.run();
-  return database_.lastInsertedRow();
+  totals_ = {database_.lastInsertedRow(), totals_.count + 1};
 }
 
-// By the time at which the reports were made: they may overtake each other on their way, and
-// replayed ones come late.
+// By the time at which the reports were made, for they may overtake each other on their way. A
+// replayed one may be from before the clock of the device was changed, so it does not count.
 std::optional<ReportSummary> RequestStore::earlierThan(const ReportSummary& summary) {
-  if (!summary.builtAt || summary.installation.empty()) return std::nullopt;
+  if (!summary.builtAt || summary.cachedSeconds || summary.installation.empty()) {
+    return std::nullopt;
+  }
   earlier_.bind(1, std::string_view(summary.installation)).bind(2, *summary.builtAt);
   std::optional<ReportSummary> found;
   if (earlier_.step()) {
@@ -166,18 +205,12 @@ std::optional<ReportSummary> RequestStore::earlierThan(const ReportSummary& summ
 void RequestStore::clear() {
   const std::lock_guard lock(mutex_);
   database_.execute("DELETE FROM request");
+  totals_ = {};
 }
 
-std::int64_t RequestStore::newest() {
+RequestStore::Totals RequestStore::totals() const {
   const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT ifnull(max(id), 0) FROM request");
-  return select.step() ? select.integer(0) : 0;
-}
-
-std::int64_t RequestStore::count() {
-  const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT count(*) FROM request");
-  return select.step() ? select.integer(0) : 0;
+  return totals_;
 }
 
 void RequestStore::visitOwn(

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::size_t kMaximalBody = std::size_t{64} << 20;
 constexpr std::chrono::seconds kClientTimeout{60};
+constexpr std::size_t kMostConnections = 4096;
 constexpr std::size_t kRequestsPerConnection = 1'000'000;
 
 // Marks the answers of endpoints, whatever their status.
@@ -66,7 +67,7 @@ class Server::Implementation {
     if (!http_.is_valid()) throw std::runtime_error("cannot use the server certificate");
     SSL_CTX_set_min_proto_version(http_.ssl_context(), TLS1_2_VERSION);
     connections_.watch(http_.ssl_context());
-    http_.new_task_queue = [] { return new ConnectionThreads; };
+    http_.new_task_queue = [] { return new ConnectionThreads(kMostConnections); };
     http_.set_payload_max_length(kMaximalBody);
     http_.set_keep_alive_max_count(kRequestsPerConnection);
     http_.set_keep_alive_timeout(kClientTimeout.count());

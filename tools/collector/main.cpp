@@ -44,7 +44,6 @@ void run(const Options& options, const sigset_t& endingSignals) {
   const auto printer = options.jsonLines ? makeJsonPrinter() : makeTextPrinter();
   Controls controls;
   LiveFeed feed;
-  feed.start(store.newest(), store.count());
   WireCheck check(options.developerKey);
   Recorder recorder(store, *printer, check, controls, feed);
   ReportEndpoint reports(options.developerKey, recorder);

@@ -11,10 +11,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLongestDelay = std::chrono::minutes(2);
 
-// What cannot be decoded went to where events go.
-std::size_t endpointOf(Kind kind) {
-  return static_cast<std::size_t>(kind == Kind::kUndecodable ? Kind::kEvent : kind);
-}
+std::size_t indexOf(Kind endpoint) { return static_cast<std::size_t>(endpoint); }
 
 bool fail(std::string& error, std::string text) {
   error = std::move(text);
@@ -71,10 +68,12 @@ void writeOptional(JsonWriter& writer, const char* name, const std::optional<std
 
 }  // namespace
 
-void Controls::apply(Kind kind, Answer& answer) const {
+void Controls::apply(Kind endpoint, Answer& answer) const {
   const std::lock_guard lock(mutex_);
-  const Fault& fault = settings_.faults[endpointOf(kind)];
+  const Fault& fault = settings_.faults[indexOf(endpoint)];
   answer.status = fault.status.value_or(answer.status);
+  // HTTP knows no content for these.
+  if (answer.status == 204 || answer.status == 304) answer.json.clear();
   answer.delay = fault.delay;
   answer.drop = fault.drop;
 }
@@ -132,7 +131,7 @@ bool Controls::read(std::string_view json, Settings& settings, std::string& erro
         const std::string endpoint(fault.name.GetString(), fault.name.GetStringLength());
         const Kind kind = kindOf(endpoint);
         if (kind == Kind::kUndecodable) return fail(error, "unknown endpoint " + endpoint);
-        if (!readFault(fault.value, settings.faults[endpointOf(kind)])) {
+        if (!readFault(fault.value, settings.faults[indexOf(kind)])) {
           return fail(error, "the fault of " + endpoint +
                                  " needs a status from 200 to 599 or null, a delayMs up to 120000 "
                                  "and a drop that is true or false");

@@ -21,8 +21,8 @@ struct Fault {
 
 class Controls {
  public:
-  // Makes the answer as bad as it is to be.
-  void apply(Kind kind, Answer& answer) const;
+  // Makes an answer of the endpoint for that kind as bad as it is to be.
+  void apply(Kind endpoint, Answer& answer) const;
 
   // JSON objects to use instead of the files that the collector was started with.
   std::optional<std::string> conversion() const;

@@ -2,16 +2,19 @@
 
 #include <httplib.h>
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <thread>
 
 namespace collector {
 namespace {
 
-constexpr int kMostStreams = 32;
 // Pages are told of many arrivals at once.
 constexpr std::chrono::milliseconds kPace{100};
-// Shows that the connection still stands.
+// How often it is looked whether the page is still there.
+constexpr std::chrono::seconds kGlance{1};
+// Shows the page that the connection still stands.
 constexpr std::chrono::seconds kHeartbeat{15};
 
 std::string event(const char* name, const std::string& data) {
@@ -20,58 +23,62 @@ std::string event(const char* name, const std::string& data) {
 
 class EventStream {
  public:
-  EventStream(LiveFeed& feed, const Controls& controls) : feed_(feed), controls_(controls) {}
+  EventStream(LiveFeed& feed, const RequestStore& store, const Controls& controls)
+      : feed_(feed), store_(store), controls_(controls) {}
 
-  // The next piece; empty at the end.
+  // Waits for what is next to tell, for as long as a glance at most; empty when there is nothing.
   std::string next() {
-    if (!isStarted_) {
-      isStarted_ = true;
-      known_ = feed_.state();
-      return arrival() + event("controls", controls_.json());
-    }
-    const LiveFeed::State state = feed_.waitForNews(known_, kHeartbeat);
-    if (feed_.hasEnded()) return {};
-    if (state == known_) return ": still there\n\n";
-    const LiveFeed::State before = std::exchange(known_, state);
+    const bool isFirst = !known_;
+    const LiveFeed::State before = known_.value_or(feed_.state());
+    known_ = isFirst ? before : feed_.waitForNews(before, kGlance);
     std::string events;
-    if (state.clearings != before.clearings) events += event("cleared", "{}");
-    if (state.controlChanges != before.controlChanges) {
+    if (known_->clearings != before.clearings) events += event("cleared", "{}");
+    if (isFirst || known_->controlChanges != before.controlChanges) {
       events += event("controls", controls_.json());
     }
-    if (state.newest != before.newest || state.count != before.count) events += arrival();
+    if (isFirst || known_->arrivals != before.arrivals || known_->clearings != before.clearings) {
+      events += arrival();
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (events.empty() && now - told_ >= kHeartbeat) events = ": still there\n\n";
+    if (!events.empty()) told_ = now;
     return events;
   }
 
  private:
   std::string arrival() const {
-    return event("arrived", "{\"newest\":" + std::to_string(known_.newest) +
-                                ",\"count\":" + std::to_string(known_.count) + "}");
+    const RequestStore::Totals totals = store_.totals();
+    return event("arrived", "{\"newest\":" + std::to_string(totals.newest) +
+                                ",\"count\":" + std::to_string(totals.count) + "}");
   }
 
   LiveFeed& feed_;
+  const RequestStore& store_;
   const Controls& controls_;
-  LiveFeed::State known_;
-  bool isStarted_ = false;
+  std::optional<LiveFeed::State> known_;
+  std::chrono::steady_clock::time_point told_;
 };
 
 }  // namespace
 
-bool EventStreams::open(LiveFeed& feed, const Controls& controls, httplib::Response& response) {
+bool EventStreams::open(httplib::Response& response) {
   if (++*open_ > kMostStreams) {
     --*open_;
     return false;
   }
-  auto stream = std::make_shared<EventStream>(feed, controls);
+  auto stream = std::make_shared<EventStream>(feed_, store_, controls_);
   response.set_chunked_content_provider(
       "text/event-stream",
-      [stream](std::size_t offset, httplib::DataSink& sink) {
-        if (offset > 0) std::this_thread::sleep_for(kPace);
+      [stream, &feed = feed_](std::size_t, httplib::DataSink& sink) {
         const std::string events = stream->next();
-        if (events.empty()) {
+        if (feed.hasEnded()) {
           sink.done();
           return true;
         }
-        return sink.write(events.data(), events.size());
+        if (events.empty()) return sink.is_writable();
+        if (!sink.write(events.data(), events.size())) return false;
+        std::this_thread::sleep_for(kPace);
+        return true;
       },
       [open = open_](bool) { --*open; });
   return true;

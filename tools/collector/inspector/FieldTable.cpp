@@ -10,7 +10,7 @@ constexpr auto kSometimes = Presence::kSometimes;
 
 constexpr Field kReport[] = {
     {"uid", kAlways, Form::kIdentifier, "identifier of this installation"},
-    {"serverApiVersion", kAlways, Form::kServerVersion, "version of the interface"},
+    {"serverApiVersion", kAlways, Form::kConstant, "version of the interface", "4"},
     {"installReceiptData", kSometimes, Form::kJsonText, "the store receipt, on the first launch"},
     {"name", kSometimes, Form::kText, "name of the device"},
     {"systemname", kAlways, Form::kText, "operating system"},
@@ -24,7 +24,7 @@ constexpr Field kReport[] = {
     {"iaecounter", kAlways, Form::kCount, "in-app event reports so far"},
     {"timepassedsincelastlaunch", kAlways, Form::kNumber,
      "seconds since the previous report, -1 on the first"},
-    {"qn_events_api", kSometimes, Form::kOne, "the event has several values"},
+    {"qn_events_api", kSometimes, Form::kConstant, "the event has several values", "1"},
     {"productId", kSometimes, Form::kText, "product that was bought"},
     {"price", kSometimes, Form::kText, "its price"},
     {"validated", kSometimes, Form::kText, "whether the purchase is confirmed"},
@@ -35,7 +35,7 @@ constexpr Field kReport[] = {
     {"advertiserIdEnabled", kAlways, Form::kBoolean, "whether the user allows its use"},
     {"bundleIdentifier", kAlways, Form::kText, "identifier of the application"},
     {"vendorId", kSometimes, Form::kText, "identifier of the device for the vendor"},
-    {"currency", kSometimes, Form::kText, "currency of the amounts"},
+    {"currency", kSometimes, Form::kCurrency, "currency of the amounts"},
     {"bundleversion", kSometimes, Form::kText, "version of the application"},
     {"bundlename", kSometimes, Form::kText, "name of the application"},
     {"shortbundleversion", kSometimes, Form::kText, "short version of the application"},
@@ -65,18 +65,18 @@ constexpr Field kReport[] = {
 
 constexpr Field kStatistics[] = {
     {"app_id", kAlways, Form::kDigits, "store identifier of the application"},
-    {"devkey", kAlways, Form::kFilledText, "developer key"},
+    {"devkey", kAlways, Form::kText, "developer key"},
     {"uid", kAlways, Form::kIdentifier, "identifier of this installation"},
-    {"time_in_app", kAlways, Form::kNumber, "seconds since the launch report"},
-    {"statType", kAlways, Form::kFilledText, "what is reported"},
-    {"launch_counter", kAlways, Form::kCountText, "launch reports so far"},
-    {"platform", kAlways, Form::kFilledText, "platform"},
-    {"gcd_conversion_data_timing", kAlways, Form::kNumber,
+    {"time_in_app", kAlways, Form::kNumberText, "seconds since the launch report"},
+    {"statType", kAlways, Form::kConstant, "what happened", "user_closed_app"},
+    {"launch_counter", kAlways, Form::kDigits, "launch reports so far"},
+    {"platform", kAlways, Form::kConstant, "the platform", "iOS"},
+    {"gcd_conversion_data_timing", kAlways, Form::kNumberText,
      "seconds that the conversion data took to come"},
 };
 
 constexpr Field kConversion[] = {
-    {"devkey", kAlways, Form::kFilledText, "developer key"},
+    {"devkey", kAlways, Form::kText, "developer key"},
     {"device_id", kAlways, Form::kIdentifier, "identifier of the installation that asks"},
 };
 
@@ -85,16 +85,16 @@ constexpr Field kValidation[] = {
 };
 
 constexpr Field kRegistration[] = {
-    {"devkey", kAlways, Form::kFilledText, "developer key"},
+    {"devkey", kAlways, Form::kText, "developer key"},
     {"uid", kAlways, Form::kIdentifier, "identifier of this installation"},
     {"devicetoken", kAlways, Form::kHexadecimal, "push token of the device"},
-    {"launch_counter", kAlways, Form::kCountText, "launch reports so far"},
-    {"topic", kSometimes, Form::kText, "identifier of the application"},
-    {"install_date", kSometimes, Form::kDate, "date of the installation"},
-    {"advertiserId", kSometimes, Form::kText, "advertising identifier"},
-    {"OriginalQuarnelId", kSometimes, Form::kText, "identifier of the first installation"},
-    {"reInstallCounter", kSometimes, Form::kCount, "how often the application was installed again"},
-    {"sdk_version", kAlways, Form::kLibraryVersion, "version of the library"},
+    {"launch_counter", kAlways, Form::kDigits, "launch reports so far"},
+    {"topic", kAlways, Form::kText, "identifier of the application"},
+    {"install_date", kAlways, Form::kDate, "date of the installation"},
+    {"advertiserId", kAlways, Form::kText, "advertising identifier, empty when there is none"},
+    {"OriginalQuarnelId", kAlways, Form::kText, "identifier of the first installation, if another"},
+    {"reInstallCounter", kAlways, Form::kCount, "how often the application was installed again"},
+    {"sdk_version", kAlways, Form::kConstant, "version of the library", "1.0.0"},
 };
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -117,7 +117,9 @@ bool isTimestamp(std::string_view text) {
          areDigits(text.substr(point + 1)) && text.size() - point == 7;
 }
 
+// The milliseconds are local time, so they may lie before 1970.
 bool isIdentifier(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
   const auto hyphen = text.find('-');
   return hyphen != text.npos && areDigits(text.substr(0, hyphen)) &&
          areDigits(text.substr(hyphen + 1));
@@ -139,30 +141,26 @@ bool isBase64(std::string_view text) {
          });
 }
 
-bool isJson(std::string_view text) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
-  return !document.HasParseError();
+bool isJsonObject(std::string_view text) {
+  std::string error;
+  return compactObject(text, error).has_value();
 }
 
-bool textHasForm(std::string_view text, Form form) {
-  switch (form) {
+bool hasForm(const Field& field, std::string_view text) {
+  switch (field.form) {
     case Form::kText:
       return true;
     case Form::kFilledText:
-      return !text.empty() && text != "(null)";
+      return !text.empty();
+    case Form::kConstant:
+      return text == field.constant;
     case Form::kDigits:
-    case Form::kCountText:
       return areDigits(text);
     case Form::kIdentifier:
       return isIdentifier(text);
-    case Form::kServerVersion:
-      return text == "4";
-    case Form::kOne:
-      return text == "1";
-    case Form::kLibraryVersion:
-      return text == "1.0.0";
-    case Form::kNumber:
+    case Form::kCurrency:
+      return text.size() == 3;
+    case Form::kNumberText:
       return isNumberText(text);
     case Form::kTrueOrFalse:
       return text == "true" || text == "false";
@@ -171,7 +169,7 @@ bool textHasForm(std::string_view text, Form form) {
     case Form::kTimestamp:
       return isTimestamp(text);
     case Form::kJsonText:
-      return isJson(text);
+      return isJsonObject(text);
     case Form::kHexadecimal:
       return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == text.npos;
     case Form::kBase64:
@@ -209,47 +207,64 @@ const Field* findField(Kind kind, std::string_view name) {
   return field == fields.end() ? nullptr : &*field;
 }
 
-bool hasForm(const rapidjson::Value& value, Form form) {
-  if (value.IsString()) return textHasForm({value.GetString(), value.GetStringLength()}, form);
-  switch (form) {
+bool hasForm(const Field& field, const JsonMember& value) {
+  using Type = JsonMember::Type;
+  switch (field.form) {
     case Form::kCount:
-      return value.IsUint64();
+      return value.type == Type::kNumber && areDigits(value.json);
     case Form::kNumber:
-      return value.IsNumber();
+      return value.type == Type::kNumber;
     case Form::kTrue:
-      return value.IsTrue();
+      return value.json == "true";
     case Form::kBoolean:
-      return value.IsBool();
+      return value.type == Type::kBoolean;
     case Form::kObject:
-      return value.IsObject();
+      return value.type == Type::kObject;
     default:
-      return false;
+      return value.type == Type::kText && hasForm(field, value.text);
   }
 }
 
-std::string_view describe(Form form) {
-  constexpr std::string_view kTexts[] = {
-      "a text",
-      "a text that is not empty",
-      "digits",
-      "milliseconds, a hyphen and a number",
-      "\"4\"",
-      "\"1.0.0\"",
-      "a count",
-      "a count as text",
-      "a number",
-      "\"1\"",
-      "true",
-      "true or false",
-      "\"true\" or \"false\"",
-      "a date like 2016-03-05_1607+0200",
-      "seconds with six decimals",
-      "JSON as text",
-      "an object",
-      "hexadecimal digits",
-      "Base64",
-  };
-  return kTexts[static_cast<std::size_t>(form)];
+std::string expectationOf(const Field& field) {
+  switch (field.form) {
+    case Form::kText:
+      return "a text";
+    case Form::kFilledText:
+      return "a text that is not empty";
+    case Form::kConstant:
+      return '"' + std::string(field.constant) + '"';
+    case Form::kDigits:
+      return "digits, as text";
+    case Form::kIdentifier:
+      return "milliseconds, a hyphen and a number";
+    case Form::kCurrency:
+      return "a code of three letters";
+    case Form::kCount:
+      return "a whole number that is not negative";
+    case Form::kNumber:
+      return "a number";
+    case Form::kNumberText:
+      return "a number, as text";
+    case Form::kTrue:
+      return "true";
+    case Form::kBoolean:
+      return "true or false";
+    case Form::kTrueOrFalse:
+      return "\"true\" or \"false\"";
+    case Form::kDate:
+      return "a date like 2016-03-05_1607+0200";
+    case Form::kTimestamp:
+      return "seconds with six decimals, as text";
+    case Form::kJsonText:
+      return "a JSON object, as text";
+    case Form::kObject:
+      return "an object";
+    case Form::kHexadecimal:
+      return "hexadecimal digits";
+    case Form::kBase64:
+      return "Base64";
+  }
+  return {};
 }
 
 }  // namespace collector

@@ -1,11 +1,11 @@
 // The fields that requests are made of: what each means and what it looks like.
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <span>
+#include <string>
 #include <string_view>
 
+#include "JsonText.h"
 #include "ReceivedRequest.h"
 
 namespace collector {
@@ -13,14 +13,13 @@ namespace collector {
 enum class Form {
   kText,
   kFilledText,
+  kConstant,
   kDigits,
   kIdentifier,  // Milliseconds, a hyphen and a number.
-  kServerVersion,
-  kLibraryVersion,
+  kCurrency,
   kCount,
-  kCountText,
   kNumber,
-  kOne,
+  kNumberText,
   kTrue,
   kBoolean,
   kTrueOrFalse,  // As text.
@@ -35,10 +34,11 @@ enum class Form {
 enum class Presence { kAlways, kSometimes };
 
 struct Field {
-  std::string_view name;  // One that ends in "=%@" is sent like that.
+  std::string_view name;
   Presence presence;
   Form form;
   std::string_view meaning;
+  std::string_view constant = {};  // The one value, of a constant.
 };
 
 // In the order in which they are sent. Empty for what could not be decoded.
@@ -47,9 +47,9 @@ std::span<const Field> fieldsOf(Kind kind);
 // Null for an unknown one.
 const Field* findField(Kind kind, std::string_view name);
 
-bool hasForm(const rapidjson::Value& value, Form form);
+bool hasForm(const Field& field, const JsonMember& value);
 
-// What a value of the form looks like, to follow "should be".
-std::string_view describe(Form form);
+// What a value of the field looks like, to follow "should be".
+std::string expectationOf(const Field& field);
 
 }  // namespace collector

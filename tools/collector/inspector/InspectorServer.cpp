@@ -13,6 +13,7 @@
 #include "ConnectionThreads.h"
 #include "JsonText.h"
 #include "Parameters.h"
+#include "Text.h"
 #include "inspector/EventStream.h"
 #include "inspector/WebAssets.h"
 
@@ -20,7 +21,10 @@ namespace collector {
 namespace {
 
 constexpr std::size_t kMaximalBody = std::size_t{4} << 20;
-constexpr int kMaximalPage = 500;
+constexpr int kLongestPage = 500;
+constexpr std::size_t kMostKinds = 7;
+// Streams, and what pages ask for besides.
+constexpr std::size_t kMostConnections = EventStreams::kMostStreams + 32;
 constexpr std::chrono::seconds kKeepAlive{1};
 constexpr const char* kJson = "application/json";
 
@@ -33,36 +37,51 @@ void refuse(httplib::Response& response, int status, const std::string& error) {
   response.set_content(jsonObject({{"error", error}}), kJson);
 }
 
+// What a request for stored requests asks for.
+struct Query {
+  RequestFilter filter;
+  RequestPage page;
+};
+
 template <typename Number>
-std::optional<Number> numberParameter(const httplib::Request& request, const char* name) {
-  const std::string text = request.get_param_value(name);
-  Number number{};
-  const auto [rest, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (text.empty() || failure != std::errc() || rest != text.data() + text.size()) {
+bool readNumber(const std::string& text, Number& number) {
+  const char* const end = text.data() + text.size();
+  const auto [rest, failure] = std::from_chars(text.data(), end, number);
+  return failure == std::errc() && rest == end && number >= 0;
+}
+
+bool readParameter(const std::string& name, const std::string& value, Query& query) {
+  auto& [filter, page] = query;
+  if (name == "kind") {
+    filter.kinds.push_back(value);
+    return filter.kinds.size() <= kMostKinds;
+  }
+  if (name == "installation" || name == "event" || name == "search") {
+    auto& text = name == "event"          ? filter.event
+                 : name == "installation" ? filter.installation
+                                          : filter.search;
+    text = value;
+    return true;
+  }
+  if (name == "problems") {
+    filter.onlyProblems = value == "1";
+    return value == "1" || value == "0";
+  }
+  if (name == "before") return readNumber(value, page.before.emplace());
+  if (name == "after") return readNumber(value, page.after.emplace());
+  return name == "limit" && readNumber(value, page.limit) && page.limit > 0 &&
+         page.limit <= kLongestPage;
+}
+
+// Absent, and refused, when a parameter is unknown or makes no sense.
+std::optional<Query> queryOf(const httplib::Request& request, httplib::Response& response) {
+  Query query;
+  for (const auto& [name, value] : request.params) {
+    if (readParameter(name, value, query)) continue;
+    refuse(response, 400, "the parameter \"" + validUtf8(name) + "\" cannot be used like that");
     return std::nullopt;
   }
-  return number;
-}
-
-RequestFilter filterOf(const httplib::Request& request) {
-  RequestFilter filter;
-  const std::size_t kinds = request.get_param_value_count("kind");
-  for (std::size_t i = 0; i < std::min<std::size_t>(kinds, 7); ++i) {
-    filter.kinds.push_back(request.get_param_value("kind", i));
-  }
-  filter.installation = request.get_param_value("installation");
-  filter.event = request.get_param_value("event");
-  filter.search = request.get_param_value("search");
-  filter.onlyProblems = request.get_param_value("problems") == "1";
-  return filter;
-}
-
-RequestPage pageOf(const httplib::Request& request) {
-  RequestPage page;
-  page.before = numberParameter<std::int64_t>(request, "before");
-  page.after = numberParameter<std::int64_t>(request, "after");
-  page.limit = std::clamp(numberParameter<int>(request, "limit").value_or(100), 1, kMaximalPage);
-  return page;
+  return query;
 }
 
 }  // namespace
@@ -70,14 +89,19 @@ RequestPage pageOf(const httplib::Request& request) {
 class InspectorServer::Implementation {
  public:
   Implementation(RequestStore& store, RequestReader& reader, Controls& controls, LiveFeed& feed)
-      : store_(store), reader_(reader), controls_(controls), feed_(feed) {
-    http_.new_task_queue = [] { return new ConnectionThreads; };
+      : store_(store),
+        reader_(reader),
+        controls_(controls),
+        feed_(feed),
+        streams_(feed, store, controls) {
+    http_.new_task_queue = [] { return new ConnectionThreads(kMostConnections); };
     http_.set_payload_max_length(kMaximalBody);
     http_.set_keep_alive_timeout(kKeepAlive.count());
     http_.set_tcp_nodelay(true);
     http_.set_default_headers({{"Content-Security-Policy", kContentSecurityPolicy},
                                {"X-Content-Type-Options", "nosniff"},
                                {"Referrer-Policy", "no-referrer"},
+                               {"Cross-Origin-Resource-Policy", "same-origin"},
                                {"Cache-Control", "no-store"}});
     http_.set_socket_options([](socket_t socket) {
       const int on = 1;
@@ -148,7 +172,8 @@ class InspectorServer::Implementation {
 
   void addRequests() {
     http_.Get("/api/requests", [this](const auto& request, auto& response) {
-      response.set_content(reader_.list(filterOf(request), pageOf(request)), kJson);
+      const auto query = queryOf(request, response);
+      if (query) response.set_content(reader_.list(query->filter, query->page), kJson);
     });
     http_.Get(R"(/api/requests/(\d{1,18}))", [this](const auto& request, auto& response) {
       const auto detail = reader_.detail(std::stoll(request.matches[1].str()));
@@ -163,10 +188,11 @@ class InspectorServer::Implementation {
       response.set_content(reader_.facets(), kJson);
     });
     http_.Get("/api/export", [this](const auto& request, auto& response) {
-      exportAll(filterOf(request), response);
+      const auto query = queryOf(request, response);
+      if (query) exportAll(query->filter, response);
     });
     http_.Get("/api/stream", [this](const auto&, auto& response) {
-      if (!streams_.open(feed_, controls_, response)) {
+      if (!streams_.open(response)) {
         refuse(response, 503, "too many pages are open");
       }
     });

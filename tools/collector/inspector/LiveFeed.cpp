@@ -2,30 +2,9 @@
 
 namespace collector {
 
-void LiveFeed::start(std::int64_t newest, std::int64_t count) {
+void LiveFeed::count(unsigned State::*happening) {
   const std::lock_guard lock(mutex_);
-  state_.newest = newest;
-  state_.count = count;
-}
-
-void LiveFeed::arrived(std::int64_t id) {
-  const std::lock_guard lock(mutex_);
-  if (id > state_.newest) state_.newest = id;
-  ++state_.count;
-  changed_.notify_all();
-}
-
-void LiveFeed::cleared() {
-  const std::lock_guard lock(mutex_);
-  state_.newest = 0;
-  state_.count = 0;
-  ++state_.clearings;
-  changed_.notify_all();
-}
-
-void LiveFeed::controlsChanged() {
-  const std::lock_guard lock(mutex_);
-  ++state_.controlChanges;
+  ++(state_.*happening);
   changed_.notify_all();
 }
 

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 
 namespace collector {
@@ -13,18 +12,16 @@ namespace collector {
 class LiveFeed {
  public:
   struct State {
-    std::int64_t newest = 0;  // Identifies the request that arrived last.
-    std::int64_t count = 0;   // How many are stored.
+    unsigned arrivals = 0;
     unsigned clearings = 0;
     unsigned controlChanges = 0;
 
     bool operator==(const State&) const = default;
   };
 
-  void start(std::int64_t newest, std::int64_t count);
-  void arrived(std::int64_t id);
-  void cleared();
-  void controlsChanged();
+  void arrived() { count(&State::arrivals); }
+  void cleared() { count(&State::clearings); }
+  void controlsChanged() { count(&State::controlChanges); }
 
   State state() const;
 
@@ -36,6 +33,8 @@ class LiveFeed {
   bool hasEnded() const;
 
  private:
+  void count(unsigned State::*happening);
+
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   State state_;

@@ -9,13 +9,14 @@
 namespace collector {
 namespace {
 
-constexpr int kExportBatch = 200;
+// An export goes on when so many bytes are put together.
+constexpr std::size_t kExportBatch = std::size_t{1} << 20;
 constexpr int kMostFacets = 200;
 
 // The columns of a row, in the order in which `writeRow` reads them.
 constexpr const char* kRowColumns =
     "id, received_ms, kind, installation, event, launches, events, sessions, cached_seconds, "
-    "status, length(body), errors, warnings, path";
+    "status, size, errors, warnings, path";
 constexpr int kRowEnd = 14;
 
 // A condition and the texts that are bound to it.
@@ -98,23 +99,17 @@ void writeRow(JsonWriter& writer, const Database::Statement& row) {
 }
 
 void writeFields(JsonWriter& writer, Kind kind, std::string_view report) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag>(report.data(), report.size());
   writer.Key("fields");
   writer.StartArray();
-  if (document.IsObject()) {
-    for (const auto& member : document.GetObject()) {
-      const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-      const Field* const known = findField(kind, name);
-      writer.StartObject();
-      writer.Key("name");
-      writeText(writer, name);
-      writer.Key("value");
-      member.value.Accept(writer);
-      writer.Key("meaning");
-      known ? (writeText(writer, known->meaning), true) : writer.Null();
-      writer.EndObject();
-    }
+  for (const JsonMember& member : membersOf(report)) {
+    const Field* const known = findField(kind, member.name);
+    writer.StartObject();
+    writer.Key("name");
+    writeText(writer, member.name);
+    writeStored(writer, "value", member.json);
+    writer.Key("meaning");
+    known ? (writeText(writer, known->meaning), true) : writer.Null();
+    writer.EndObject();
   }
   writer.EndArray();
 }
@@ -144,30 +139,29 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
   if (page.before) condition.add("id < " + std::to_string(*page.before));
   if (page.after) condition.add("id > " + std::to_string(*page.after));
   const std::lock_guard lock(mutex_);
+  // Asked first: whoever continues from there misses none that arrives meanwhile.
+  auto newest = database_.prepare("SELECT ifnull(max(id), 0) FROM request");
+  newest.step();
+  rapidjson::StringBuffer buffer;
+  JsonWriter writer(buffer);
+  writer.StartObject();
+  writeInteger(writer, "newest", newest, 0);
   // One more than asked for tells whether there are more.
   auto select =
       database_.prepare("SELECT " + std::string(kRowColumns) + " FROM request" + condition.where() +
                         " ORDER BY id DESC LIMIT " + std::to_string(page.limit + 1));
   condition.bind(select);
-  rapidjson::StringBuffer buffer;
-  JsonWriter writer(buffer);
-  writer.StartObject();
   writer.Key("requests");
   writer.StartArray();
-  bool more = false;
-  for (int rows = 0; select.step(); ++rows) {
-    more = rows == page.limit;
-    if (more) break;
+  int rows = 0;
+  while (select.step() && ++rows <= page.limit) {
     writer.StartObject();
     writeRow(writer, select);
     writer.EndObject();
   }
   writer.EndArray();
   writer.Key("more");
-  writer.Bool(more);
-  writer.Key("newest");
-  auto newest = database_.prepare("SELECT ifnull(max(id), 0) FROM request");
-  writer.Int64(newest.step() ? newest.integer(0) : 0);
+  writer.Bool(rows > page.limit);
   writer.EndObject();
   return std::string(view(buffer));
 }
@@ -212,12 +206,11 @@ std::optional<std::int64_t> RequestReader::exportLines(const RequestFilter& filt
   Condition condition(filter);
   condition.add("id > " + std::to_string(after));
   const std::lock_guard lock(mutex_);
-  auto select =
-      database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns + " FROM request" +
-                        condition.where() + " ORDER BY id LIMIT " + std::to_string(kExportBatch));
+  auto select = database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
+                                  " FROM request" + condition.where() + " ORDER BY id");
   condition.bind(select);
   std::optional<std::int64_t> last;
-  while (select.step()) {
+  while (lines.size() < kExportBatch && select.step()) {
     rapidjson::StringBuffer buffer;
     JsonWriter writer(buffer);
     writer.StartObject();

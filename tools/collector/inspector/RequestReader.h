@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -42,8 +41,8 @@ class RequestReader {
   // The installations and event names that came last.
   std::string facets();
 
-  // The requests after the given one, oldest first, each as a line of JSON; returns the last one's
-  // number, or nothing when there are no more.
+  // Some of the requests after the given one, oldest first, each as a line of JSON; returns the
+  // last one's number, or nothing when there are no more.
   std::optional<std::int64_t> exportLines(const RequestFilter& filter, std::int64_t after,
                                           std::string& lines);
 

@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <string_view>
+
 #include "JsonText.h"
 #include "Parameters.h"
 #include "ReportDecoder.h"
@@ -14,58 +16,69 @@ namespace {
 using Severity = Problem::Severity;
 
 constexpr std::size_t kMostKeys = 16;
+constexpr std::size_t kMostProblems = 100;
 
-void checkFields(Kind kind, const rapidjson::Document& document, Problems& problems) {
-  for (const Field& field : fieldsOf(kind)) {
-    const auto member = document.FindMember(rapidjson::StringRef(field.name.data()));
-    if (member == document.MemberEnd()) {
-      if (field.presence == Presence::kAlways) {
-        problems.push_back({Severity::kError, std::string(field.name), "is missing"});
-      }
-    } else if (!hasForm(member->value, field.form)) {
-      problems.push_back({Severity::kError, std::string(field.name),
-                          "should be " + std::string(describe(field.form))});
+// What only looks odd loses nothing.
+Severity severityOf(Form form) {
+  return form == Form::kFilledText || form == Form::kCurrency ? Severity::kWarning
+                                                              : Severity::kError;
+}
+
+void checkFields(Kind kind, const std::vector<JsonMember>& members, Problems& problems) {
+  std::set<std::string_view> seen;
+  for (const JsonMember& member : members) {
+    const Field* const field = findField(kind, member.name);
+    if (!seen.insert(member.name).second) {
+      problems.push_back({Severity::kError, member.name, "stands there more than once"});
+    } else if (!field) {
+      problems.push_back({Severity::kWarning, member.name, "is not a known field"});
+    } else if (!hasForm(*field, member)) {
+      problems.push_back(
+          {severityOf(field->form), member.name, "should be " + expectationOf(*field)});
     }
   }
-  for (const auto& member : document.GetObject()) {
-    const std::string name(member.name.GetString(), member.name.GetStringLength());
-    if (!findField(kind, name)) {
-      problems.push_back({Severity::kWarning, name, "is not a known field"});
+  for (const Field& field : fieldsOf(kind)) {
+    if (field.presence == Presence::kAlways && !seen.contains(field.name)) {
+      problems.push_back({Severity::kError, std::string(field.name), "is missing"});
     }
   }
 }
 
-void expectParameter(const Parameters& query, const char* name, Form form, Problems& problems) {
+void expectParameter(const Parameters& query, const Field& field, Problems& problems) {
+  const std::string name(field.name);
   const auto found = query.find(name);
   if (found == query.end()) {
     problems.push_back({Severity::kError, name, "is missing in the query"});
-    return;
-  }
-  const auto length = static_cast<rapidjson::SizeType>(found->second.size());
-  const rapidjson::Value value(rapidjson::StringRef(found->second.data(), length));
-  if (!hasForm(value, form)) {
-    problems.push_back(
-        {Severity::kError, name, "in the query should be " + std::string(describe(form))});
+  } else if (!hasForm(field, {name, JsonMember::Type::kText, {}, found->second})) {
+    problems.push_back({Severity::kError, name, "in the query should be " + expectationOf(field)});
   }
 }
+
+constexpr Field kAppId{"app_id", Presence::kAlways, Form::kDigits, {}};
+constexpr Field kBuildNumber{"buildnumber", Presence::kAlways, Form::kConstant, {}, "1.0.0"};
+constexpr Field kTimeInCache{"timeincache", Presence::kAlways, Form::kTimestamp, {}};
+constexpr Field kReplayMark{"isCachedRequest", Presence::kAlways, Form::kConstant, {}, "true"};
+constexpr Field kValidationQuery[] = {
+    kAppId,
+    {"quarnel_id", Presence::kAlways, Form::kIdentifier, {}},
+    {"dev_key", Presence::kAlways, Form::kText, {}},
+    {"sandbox", Presence::kAlways, Form::kTrueOrFalse, {}},
+};
 
 void checkReplay(const Parameters& query, Problems& problems) {
-  const auto cached = query.find("timeincache");
-  const auto mark = query.find("isCachedRequest");
-  if (cached == query.end() && mark == query.end()) return;
-  if (cached == query.end() || mark == query.end() || mark->second != "true") {
-    problems.push_back({Severity::kError, "isCachedRequest",
-                        "a replayed report has timeincache and isCachedRequest=true"});
-  } else {
-    expectParameter(query, "timeincache", Form::kTimestamp, problems);
-    if (cached->second.starts_with('-')) {
-      problems.push_back(
-          {Severity::kWarning, "timeincache", "is negative: the clock of the device was set back"});
-    }
+  if (!query.contains("timeincache") && !query.contains("isCachedRequest")) return;
+  expectParameter(query, kTimeInCache, problems);
+  expectParameter(query, kReplayMark, problems);
+}
+
+void checkConversionPath(const std::string& path, Problems& problems) {
+  const auto id = path.rfind("/id");
+  if (id == path.npos || !hasForm(kAppId, {"", JsonMember::Type::kText, {}, path.substr(id + 3)})) {
+    problems.push_back({Severity::kError, "", "the path should end in \"id\" and digits"});
   }
 }
 
-void checkQuery(const ReceivedReport& report, Problems& problems) {
+void checkTarget(const ReceivedReport& report, Problems& problems) {
   const Parameters query = parametersOf(report.request.query);
   switch (report.kind) {
     case Kind::kLaunch:
@@ -73,18 +86,17 @@ void checkQuery(const ReceivedReport& report, Problems& problems) {
       checkReplay(query, problems);
       [[fallthrough]];
     case Kind::kRegistration:
-      expectParameter(query, "buildnumber", Form::kLibraryVersion, problems);
+      expectParameter(query, kBuildNumber, problems);
       [[fallthrough]];
     case Kind::kStatistics:
-      expectParameter(query, "app_id", Form::kDigits, problems);
+      expectParameter(query, kAppId, problems);
       break;
     case Kind::kValidation:
-      expectParameter(query, "app_id", Form::kDigits, problems);
-      expectParameter(query, "quarnel_id", Form::kIdentifier, problems);
-      expectParameter(query, "dev_key", Form::kFilledText, problems);
-      expectParameter(query, "sandbox", Form::kTrueOrFalse, problems);
+      for (const Field& field : kValidationQuery) expectParameter(query, field, problems);
       break;
     case Kind::kConversion:
+      checkConversionPath(report.request.path, problems);
+      break;
     case Kind::kUndecodable:
       break;
   }
@@ -110,14 +122,22 @@ void checkHeaders(const ReceivedReport& report, Problems& problems) {
 }
 
 // The developer key that a request names in the open.
-std::string keyOf(const ReceivedReport& report, const JsonFields& fields) {
-  if (report.kind != Kind::kValidation) return fields.text("devkey");
-  const Parameters query = parametersOf(report.request.query);
-  const auto key = query.find("dev_key");
-  return key == query.end() ? std::string() : key->second;
+std::optional<std::string> keyOf(const ReceivedReport& report,
+                                 const std::vector<JsonMember>& members) {
+  if (report.kind == Kind::kValidation) {
+    const Parameters query = parametersOf(report.request.query);
+    const auto key = query.find("dev_key");
+    return key == query.end() ? std::nullopt : std::optional(key->second);
+  }
+  for (const JsonMember& member : members) {
+    if (member.name == "devkey") return member.text;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
+
+WireCheck::WireCheck(std::string_view developerKey) : developerKey_(validUtf8(developerKey)) {}
 
 Problems WireCheck::check(const ReceivedReport& report) {
   Problems problems;
@@ -125,18 +145,21 @@ Problems WireCheck::check(const ReceivedReport& report) {
     checkUndecodable(report, problems);
     return problems;
   }
-  if (!report.error.empty()) problems.push_back({Severity::kError, "", report.error});
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag>(report.json.data(), report.json.size());
-  if (document.IsObject()) checkFields(report.kind, document, problems);
-  checkQuery(report, problems);
+  const auto members = membersOf(report.json);
+  checkFields(report.kind, members, problems);
+  checkTarget(report, problems);
   checkHeaders(report, problems);
-  checkKey(keyOf(report, JsonFields(report.json)), problems);
+  if (const auto key = keyOf(report, members)) checkKey(*key, problems);
+  if (problems.size() > kMostProblems) {
+    const std::size_t rest = problems.size() - kMostProblems;
+    problems.resize(kMostProblems);
+    problems.push_back({Severity::kError, "", std::to_string(rest) + " problems more"});
+  }
   return problems;
 }
 
 void WireCheck::checkKey(const std::string& key, Problems& problems) {
-  if (key.empty() || key == validUtf8(developerKey_)) return;
+  if (key == developerKey_) return;
   problems.push_back({Severity::kError, "devkey", "is not the developer key of this collector"});
   const std::lock_guard lock(mutex_);
   if (otherKeys_.size() < kMostKeys) otherKeys_.insert(key);
@@ -144,8 +167,12 @@ void WireCheck::checkKey(const std::string& key, Problems& problems) {
 
 void WireCheck::checkUndecodable(const ReceivedReport& report, Problems& problems) const {
   problems.push_back({Severity::kError, "", report.error});
-  const std::lock_guard lock(mutex_);
-  for (const std::string& key : otherKeys_) {
+  std::set<std::string> keys{""};
+  {
+    const std::lock_guard lock(mutex_);
+    keys.insert(otherKeys_.begin(), otherKeys_.end());
+  }
+  for (const std::string& key : keys) {
     if (!ReportDecoder(key).decode(report.request.body).json) continue;
     problems.push_back(
         {Severity::kError, "", "the developer key \"" + key + "\" decodes the body"});

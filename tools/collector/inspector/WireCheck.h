@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ReceivedRequest.h"
@@ -25,7 +26,7 @@ using Problems = std::vector<Problem>;
 // Thread-safe.
 class WireCheck {
  public:
-  explicit WireCheck(std::string developerKey) : developerKey_(std::move(developerKey)) {}
+  explicit WireCheck(std::string_view developerKey);
 
   Problems check(const ReceivedReport& report);
 
@@ -35,7 +36,7 @@ class WireCheck {
 
   const std::string developerKey_;
   mutable std::mutex mutex_;
-  // Other keys that requests named in the open: they may be what a body is encoded with.
+  // Keys that requests named in the open: they may be what a body is encoded with.
   std::set<std::string> otherKeys_;
 };
 
