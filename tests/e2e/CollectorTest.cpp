@@ -1,6 +1,5 @@
 // The collector by itself: whom it serves, what it makes of bodies, and what it never lets through.
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sqlite3.h>
@@ -14,106 +13,16 @@
 #include <sstream>
 
 #include "Applications.h"
+#include "RunningCollector.h"
 
 namespace e2e {
 namespace {
-
-using Arguments = std::vector<std::string>;
-
-constexpr const char* kPath = "/api/v4/iosevent?app_id=1&buildnumber=1.0.0";
-
-struct Outcome {
-  CURLcode code = CURLE_OK;
-  long status = 0;
-};
-
-size_t ignoreContent(char*, size_t size, size_t count, void*) { return size * count; }
-
-Outcome post(const std::string& url, const std::string& body, const std::string& ca) {
-  const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
-                                                                 curl_easy_cleanup);
-  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-  curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, ignoreContent);
-  curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, static_cast<long>(kPatience.count()));
-  if (!ca.empty()) curl_easy_setopt(curl.get(), CURLOPT_CAINFO, ca.c_str());
-  Outcome outcome{curl_easy_perform(curl.get()), 0};
-  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &outcome.status);
-  return outcome;
-}
-
-// What a body looks like when the developer key is empty.
-std::string encoded(const std::string& json) {
-  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-/";
-  std::string bits;
-  for (const unsigned char byte : json) {
-    for (int bit = 7; bit >= 0; --bit) bits += (byte >> bit & 1) ? '1' : '0';
-  }
-  bits.resize((bits.size() + 5) / 6 * 6, '0');
-  std::string text;
-  for (size_t at = 0; at < bits.size(); at += 6) {
-    text += alphabet[std::stoul(bits.substr(at, 6), nullptr, 2)];
-  }
-  return text.append((4 - text.size() % 4) % 4, '=');
-}
 
 std::string contentOf(const std::string& file) {
   std::ostringstream content;
   content << std::ifstream(file, std::ios::binary).rdbuf();
   return content.str();
 }
-
-class RunningCollector {
- public:
-  RunningCollector(const std::string& state, const std::string& key, const Arguments& more)
-      : process_(QUARNEL_COLLECTOR_BINARY, arguments(state, key, more)),
-        human_(more.empty() || more[0] != "--jsonl"),
-        ca_(state + "/ca.pem") {
-    const std::string first = line();
-    port_ = first.substr(first.find_first_of("0123456789"));
-    port_ = port_.substr(0, port_.find_first_not_of("0123456789"));
-    if (human_) line();
-  }
-
-  std::string line() {
-    const auto line = process_.output().next(Clock::now() + kPatience);
-    if (!line) throw Failure("the collector prints nothing");
-    return *line;
-  }
-  rapidjson::Document json() {
-    const std::string text = line();
-    rapidjson::Document document;
-    document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
-        text.data(), text.size());
-    if (!document.IsObject()) throw Failure("not a JSON object: " + text.substr(0, 500));
-    return document;
-  }
-  Outcome send(const std::string& body, const std::string& target = kPath) {
-    return post("https://localhost:" + port_ + target, body, ca_);
-  }
-  std::optional<int> end() {
-    process_.signal(SIGTERM);
-    return process_.wait();
-  }
-  const std::string& port() const { return port_; }
-  const std::string& ca() const { return ca_; }
-  Process& process() { return process_; }
-
- private:
-  static Arguments arguments(const std::string& state, const std::string& key,
-                             const Arguments& more) {
-    Arguments all{"--port", "0", "--dev-key", key, "--state", state};
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
-  }
-
-  Process process_;
-  bool human_;
-  std::string ca_;
-  std::string port_;
-};
 
 class CollectorTest : public testing::Test {
  protected:

@@ -70,7 +70,7 @@ class TextPrinter : public Printer {
     writeLine("authority to trust: " + printable(ca.native(), 4096));
   }
 
-  void report(const ReceivedReport& report) override {
+  void report(const ReceivedReport& report, const Problems& problems) override {
     const ReceivedRequest& request = report.request;
     std::string line = formatTime(request.time, "%H:%M:%S", false) + "  ";
     if (report.kind == Kind::kUndecodable) {
@@ -86,6 +86,12 @@ class TextPrinter : public Printer {
       if (!report.error.empty()) line += "  denied: " + printable(report.error, 200);
     }
     line += replayNote(request) + "  " + std::to_string(request.body.size()) + " bytes";
+    // The reason why a body could not be decoded stands there already.
+    if (!problems.empty() && report.error.empty()) {
+      line += "  " + std::to_string(problems.size()) +
+              (problems.size() > 1 ? " problems: " : " problem: ") +
+              printable(problems[0].field + " " + problems[0].text, 200);
+    }
     writeLine(std::move(line));
   }
 
@@ -117,7 +123,7 @@ class JsonPrinter : public Printer {
     line.print();
   }
 
-  void report(const ReceivedReport& report) override {
+  void report(const ReceivedReport& report, const Problems& problems) override {
     Line line;
     describe(line, report.request, nameOf(report.kind));
     line.object("parameters", parametersOf(report.request.query));
@@ -127,6 +133,9 @@ class JsonPrinter : public Printer {
       joined += (joined.empty() ? "" : ", ") + value;
     }
     line.object("headers", headers);
+    const std::string list = problemsJson(problems);
+    line.writer.Key("problems");
+    line.writer.RawValue(list.data(), list.size(), rapidjson::kArrayType);
     if (report.kind == Kind::kUndecodable) {
       line.text("raw", report.request.body);
     } else {

@@ -7,6 +7,7 @@
 
 #include "ReceivedRequest.h"
 #include "RequestStore.h"
+#include "inspector/WireCheck.h"
 
 namespace collector {
 
@@ -16,7 +17,7 @@ class Printer {
   virtual ~Printer() = default;
 
   virtual void listening(int port, int webPort, const std::filesystem::path& ca) = 0;
-  virtual void report(const ReceivedReport& report) = 0;
+  virtual void report(const ReceivedReport& report, const Problems& problems) = 0;
   // A request that no endpoint took.
   virtual void refused(const ReceivedRequest& request, int status) = 0;
 };

@@ -18,15 +18,16 @@ Kind endpointOf(const ReceivedReport& report) {
 
 Answer Recorder::record(const ReceivedReport& report, Answer answer) {
   controls_.apply(endpointOf(report), answer);
+  Problems problems = check_.check(report);
   try {
-    store_.add(report, summarize(report), check_.check(report), answer);
+    store_.add(report, summarize(report), problems, answer);
     feed_.arrived();
   } catch (const std::exception& failure) {
     std::cerr << "quarnel-collector: a request was not kept: " << failure.what() << std::endl;
     answer.status = 500;
     answer.json = R"({"status":"not kept"})";
   }
-  printer_.report(report);
+  printer_.report(report, problems);
   return answer;
 }
 

@@ -89,24 +89,6 @@ std::string headersJson(const ReceivedRequest& request) {
   return std::string(view(buffer));
 }
 
-std::string problemsJson(const Problems& problems) {
-  rapidjson::StringBuffer buffer;
-  JsonWriter writer(buffer);
-  writer.StartArray();
-  for (const Problem& problem : problems) {
-    writer.StartObject();
-    writer.Key("severity");
-    writer.String(problem.severity == Problem::Severity::kError ? "error" : "warning");
-    writer.Key("field");
-    problem.field.empty() ? writer.Null() : (writeText(writer, problem.field), true);
-    writer.Key("text");
-    writeText(writer, problem.text);
-    writer.EndObject();
-  }
-  writer.EndArray();
-  return std::string(view(buffer));
-}
-
 std::optional<std::string_view> unlessEmpty(const std::string& text) {
   return text.empty() ? std::nullopt : std::optional<std::string_view>(text);
 }
@@ -151,7 +133,7 @@ void RequestStore::prepareTables() {
 }
 
 void RequestStore::add(const ReceivedReport& report, const ReportSummary& summary,
-                       Problems problems, const Answer& answer) {
+                       Problems& problems, const Answer& answer) {
   const ReceivedRequest& request = report.request;
   const std::string headers = headersJson(request);
   const std::string host = validUtf8(request.host);

@@ -22,7 +22,7 @@ class RequestStore {
 
   // Adds what its counters tell, beside those of the same installation, to the problems. Throws
   // std::runtime_error when the report could not be kept.
-  void add(const ReceivedReport& report, const ReportSummary& summary, Problems problems,
+  void add(const ReceivedReport& report, const ReportSummary& summary, Problems& problems,
            const Answer& answer);
 
   // Forgets all reports, those of earlier runs too. Throws std::runtime_error.

@@ -54,7 +54,7 @@ bool readParameter(const std::string& name, const std::string& value, Query& que
   auto& [filter, page] = query;
   if (name == "kind") {
     filter.kinds.push_back(value);
-    return filter.kinds.size() <= kMostKinds;
+    return filter.kinds.size() <= kMostKinds && value == nameOf(kindOf(value));
   }
   if (name == "installation" || name == "event" || name == "search") {
     auto& text = name == "event"          ? filter.event

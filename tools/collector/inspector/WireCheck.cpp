@@ -69,6 +69,11 @@ void checkReplay(const Parameters& query, Problems& problems) {
   if (!query.contains("timeincache") && !query.contains("isCachedRequest")) return;
   expectParameter(query, kTimeInCache, problems);
   expectParameter(query, kReplayMark, problems);
+  const auto time = query.find("timeincache");
+  if (time != query.end() && time->second.starts_with('-')) {
+    problems.push_back(
+        {Severity::kWarning, "timeincache", "is negative: the clock of the device was set back"});
+  }
 }
 
 void checkConversionPath(const std::string& path, Problems& problems) {
@@ -166,7 +171,8 @@ void WireCheck::checkKey(const std::string& key, Problems& problems) {
 }
 
 void WireCheck::checkUndecodable(const ReceivedReport& report, Problems& problems) const {
-  problems.push_back({Severity::kError, "", report.error});
+  problems.push_back({Severity::kError, "",
+                      "does not decode with the developer key of this collector: " + report.error});
   std::set<std::string> keys{""};
   {
     const std::lock_guard lock(mutex_);
@@ -190,6 +196,24 @@ void checkCounters(const ReportSummary& earlier, const ReportSummary& report, Pr
   compare("counter", earlier.launches, report.launches);
   compare("sessioncounter", earlier.sessions, report.sessions);
   compare("iaecounter", earlier.events, report.events);
+}
+
+std::string problemsJson(const Problems& problems) {
+  rapidjson::StringBuffer buffer;
+  JsonWriter writer(buffer);
+  writer.StartArray();
+  for (const Problem& problem : problems) {
+    writer.StartObject();
+    writer.Key("severity");
+    writer.String(problem.severity == Problem::Severity::kError ? "error" : "warning");
+    writer.Key("field");
+    problem.field.empty() ? writer.Null() : (writeText(writer, problem.field), true);
+    writer.Key("text");
+    writeText(writer, problem.text);
+    writer.EndObject();
+  }
+  writer.EndArray();
+  return std::string(view(buffer));
 }
 
 }  // namespace collector

@@ -43,4 +43,7 @@ class WireCheck {
 // Compares a report with the one that the same installation made before it.
 void checkCounters(const ReportSummary& earlier, const ReportSummary& report, Problems& problems);
 
+// An array of objects.
+std::string problemsJson(const Problems& problems);
+
 }  // namespace collector

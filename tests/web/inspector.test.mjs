@@ -1,0 +1,103 @@
+import assert from 'node:assert/strict';
+import {after, before, beforeEach, test} from 'node:test';
+import {makeWorld} from './world.mjs';
+
+let world;
+let page;
+
+before(async () => { world = await makeWorld(); });
+after(() => world.end());
+beforeEach(async () => {
+  await page?.close();
+  page = await world.openPage();
+});
+
+const event = (name, values = {}) => ['trackEvent:withValues:', name, values];
+const rows = () => page.locator('#rows tr');
+const row = (text) => page.locator('#rows tr', {hasText: text});
+const field = (name) => page.locator('.fields tr', {has: page.locator(`th code:text-is("${name}")`)});
+
+// Waits until the page shows what the function finds, and says what it showed instead.
+async function eventually(expected, found) {
+  const deadline = Date.now() + 10000;
+  for (;;) {
+    const value = await found();
+    if (JSON.stringify(value) === JSON.stringify(expected)) return;
+    if (Date.now() > deadline) assert.deepEqual(value, expected);
+    await page.evaluate(() => new Promise(requestAnimationFrame));
+  }
+}
+
+test('what is reported appears live, opens by keyboard, and a filter narrows it', async () => {
+  assert.equal(await rows().count(), 0);
+  await world.report('living-room', ['set', 'customerUserID', 'viewer-42'], ['trackAppLaunch'], ['wait', 0.3],
+    event('purchase', {qn_revenue: 9.99}));
+  await eventually(['purchase', 'Launched'], () => page.locator('#rows td.event').allTextContents());
+  assert.equal(await page.locator('.mark').count(), 0, 'a sound report has no problems');
+
+  await page.locator('#rows tr[tabindex="0"]').focus();
+  await page.keyboard.press('Enter');
+  assert.equal(await field('appUID').locator('.value').textContent(), 'viewer-42');
+  assert.match(await field('eventvalue').locator('.value').textContent(), /9\.99/);
+  assert.match(await field('iaecounter').locator('.meaning').textContent(), /event reports so far/);
+  await page.keyboard.press('ArrowDown');
+  await eventually('Launched', () => page.locator('#detail h2').textContent());
+  await page.keyboard.press('Escape');
+  assert.ok(await page.locator('#detail').isHidden());
+
+  await page.locator('.chip', {hasText: 'launch'}).click();
+  await eventually(['Launched'], () => page.locator('#rows td.event').allTextContents());
+  await page.locator('.chip', {hasText: 'launch'}).click();
+  await page.getByLabel('Search').fill('9.99');
+  await eventually(['purchase'], () => page.locator('#rows td.event').allTextContents());
+  const [download] = await Promise.all([page.waitForEvent('download'), page.locator('#export').click()]);
+  const lines = (await (await download.createReadStream()).toArray()).join('').trim().split('\n');
+  assert.deepEqual(lines.map((line) => JSON.parse(line).event), ['purchase']);
+});
+
+test('a dropped connection sends the report to the cache, from which it comes back', async () => {
+  await page.getByRole('button', {name: 'Bad world'}).click();
+  await page.getByLabel('Drop the connection of event').check();
+  await page.getByRole('button', {name: 'Close'}).click();
+  await page.getByText('Bad world: event dropped').waitFor();
+  await world.report('bedroom', event('lost-and-found'));
+  await eventually(['dropped'], () => row('lost-and-found').locator('.status-code').allTextContents());
+  assert.equal(await world.cachedFiles('bedroom'), 1);
+
+  await page.getByRole('button', {name: 'Back to normal'}).click();
+  await page.locator('#banner').waitFor({state: 'hidden'});
+  await world.report('bedroom', event('after'));
+  await row('replayed').first().waitFor();
+  await eventually(['200', 'dropped'], () => row('lost-and-found').locator('.status-code').allTextContents());
+  assert.match(await row('lost-and-found').first().locator('.delivery').textContent(), /^replayed, \d/);
+  assert.equal(await world.cachedFiles('bedroom'), 0);
+});
+
+test('markup in every field stays text', async () => {
+  const markup = '<script>document.title = "owned"</script><img src=x onerror="document.title = \'owned\'">';
+  await world.report('attacker', ['set', 'customerUserID', markup], ['set', 'currencyCode', markup],
+    ['setAdditionalData:', {[markup]: markup}], ['handleOpenURL:sourceApplication:withAnnotation:', 'a://b', markup, null],
+    event(markup, {[markup]: markup}));
+  await row('owned').click();
+  await eventually(markup, () => field('appUID').locator('.value').textContent());
+  assert.equal(await page.locator('#detail h2').textContent(), markup);
+  await page.getByRole('combobox', {name: 'Event'}).fill(markup);
+  await eventually(1, () => rows().count());
+  assert.equal(await page.title(), 'Inspector');
+  assert.equal(await page.locator('main script, main img').count(), 0);
+});
+
+test('only the inspector’s own page may change things', async () => {
+  const change = (headers) => fetch(`${world.address}api/controls`,
+    {method: 'PUT', body: '{"faults":{"event":{"drop":true}}}', headers});
+  const own = world.address.slice(0, -1);
+  const json = {'Content-Type': 'application/json'};
+  assert.equal((await change({...json, Origin: 'http://evil.example'})).status, 403);
+  assert.equal((await change(json)).status, 403);
+  assert.equal((await change({'Content-Type': 'text/plain', Origin: own})).status, 403);
+  assert.ok(await page.locator('#banner').isHidden());
+  const answer = await change({...json, Origin: own});
+  assert.equal(answer.status, 200);
+  assert.equal(answer.headers.get('access-control-allow-origin'), null);
+  await page.getByText('event dropped').waitFor();
+});

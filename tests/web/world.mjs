@@ -1,0 +1,56 @@
+// A collector, applications that report to it, and a browser that looks at its inspector.
+import {spawn} from 'node:child_process';
+import {once} from 'node:events';
+import {mkdtemp, readdir, rm} from 'node:fs/promises';
+import {tmpdir} from 'node:os';
+import {join} from 'node:path';
+import {createInterface} from 'node:readline';
+import {chromium} from 'playwright-core';
+
+const bin = process.env.QUARNEL_BIN;
+export const devKey = 'web-test-key';
+
+async function startCollector(folder) {
+  const collector = spawn(join(bin, 'quarnel-collector'),
+    ['--port', '0', '--dev-key', devKey, '--state', join(folder, 'collector'), '--jsonl'],
+    {stdio: ['ignore', 'pipe', 'inherit']});
+  const lines = createInterface({input: collector.stdout});
+  const [first] = await once(lines, 'line');
+  const {listening, ca, inspector} = JSON.parse(first);
+  return {process: collector, port: listening, ca, address: inspector};
+}
+
+export async function makeWorld() {
+  const folder = await mkdtemp(join(tmpdir(), 'quarnel-web-'));
+  const collector = await startCollector(folder);
+  const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: ['--no-sandbox']});
+  return {
+    address: collector.address,
+
+    async openPage() {
+      const page = await browser.newPage();
+      await page.goto(collector.address);
+      await page.locator('.status.live').waitFor();
+      return page;
+    },
+
+    // Runs an application to its end; the name tells its installation from others.
+    async report(name, ...commands) {
+      const host = spawn(join(bin, 'quarnel-host'),
+        ['--state', join(folder, name), '--dev-key', devKey, '--app-id', '123456789',
+          '--collector', `localhost:${collector.port}`, '--ca', collector.ca], {stdio: ['pipe', 'ignore', 'ignore']});
+      host.stdin.end(commands.map((command) => `${JSON.stringify(command)}\n`).join(''));
+      const [code] = await once(host, 'exit');
+      if (code !== 0) throw new Error(`quarnel-host ended with ${code}`);
+    },
+
+    cachedFiles: async (name) => (await readdir(join(folder, name, 'Caches', 'QuarnelCache')).catch(() => [])).length,
+
+    async end() {
+      await browser.close();
+      collector.process.kill('SIGTERM');
+      await once(collector.process, 'exit');
+      await rm(folder, {recursive: true});
+    },
+  };
+}
