@@ -25,10 +25,18 @@ Outcome perform(CURL* curl, const std::string& url) {
 
 using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
+rapidjson::Document parsed(const std::string& text) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
+      text.data(), text.size());
+  if (!document.IsObject()) throw Failure("not a JSON object: " + text.substr(0, 500));
+  return document;
+}
+
 }  // namespace
 
-Outcome post(const std::string& url, const std::string& body, const std::string& ca,
-             const std::vector<std::string>& headers) {
+Outcome request(const char* method, const std::string& url, const std::string& body,
+                const std::vector<std::string>& headers, const std::string& ca) {
   const Easy curl(curl_easy_init(), curl_easy_cleanup);
   curl_slist* list = nullptr;
   for (const std::string& header : headers) list = curl_slist_append(list, header.c_str());
@@ -37,14 +45,17 @@ Outcome post(const std::string& url, const std::string& body, const std::string&
   curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, list);
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
+  curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
   if (!ca.empty()) curl_easy_setopt(curl.get(), CURLOPT_CAINFO, ca.c_str());
   return perform(curl.get(), url);
 }
 
-Outcome get(const std::string& url) {
-  const Easy curl(curl_easy_init(), curl_easy_cleanup);
-  return perform(curl.get(), url);
+Outcome post(const std::string& url, const std::string& body, const std::string& ca,
+             const std::vector<std::string>& headers) {
+  return request("POST", url, body, headers, ca);
 }
+
+Outcome get(const std::string& url) { return request("GET", url, {}, {}, {}); }
 
 std::string encoded(const std::string& json) {
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-/";
@@ -80,13 +91,17 @@ std::string RunningCollector::line() {
   return *line;
 }
 
-rapidjson::Document RunningCollector::json() {
-  const std::string text = line();
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
-      text.data(), text.size());
-  if (!document.IsObject()) throw Failure("not a JSON object: " + text.substr(0, 500));
-  return document;
+rapidjson::Document RunningCollector::json() { return parsed(line()); }
+
+rapidjson::Document RunningCollector::ask(const std::string& target) {
+  return parsed(get(inspector_ + target).content);
+}
+
+Outcome RunningCollector::control(const std::string& controls) {
+  return request(
+      "PUT", inspector_ + "api/controls", controls,
+      {"Origin: " + inspector_.substr(0, inspector_.size() - 1), "Content-Type: application/json"},
+      {});
 }
 
 std::optional<int> RunningCollector::end() {

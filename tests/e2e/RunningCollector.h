@@ -22,6 +22,8 @@ struct Outcome {
   std::string content;
 };
 
+Outcome request(const char* method, const std::string& url, const std::string& body,
+                const std::vector<std::string>& headers, const std::string& ca);
 Outcome post(const std::string& url, const std::string& body, const std::string& ca,
              const std::vector<std::string>& headers = {});
 Outcome get(const std::string& url);
@@ -39,6 +41,10 @@ class RunningCollector {
                const std::vector<std::string>& headers = {}) {
     return post("https://localhost:" + port_ + target, body, ca_, headers);
   }
+  // What the inspector answers, a JSON object.
+  rapidjson::Document ask(const std::string& target);
+  // Changes the controls, as the inspector's page does.
+  Outcome control(const std::string& controls);
   std::optional<int> end();
   const std::string& port() const { return port_; }
   const std::string& ca() const { return ca_; }

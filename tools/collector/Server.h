@@ -28,7 +28,7 @@ class Server {
   // returned. Throws std::runtime_error when it is taken.
   int start(int port);
 
-  // Returns when every request that has arrived is answered.
+  // Returns when every request that has arrived is answered; those whose answer is delayed are not.
   void stop();
 
  private:
