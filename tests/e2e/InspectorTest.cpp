@@ -115,6 +115,10 @@ TEST(InspectorTest, TellsWhatIsWrong) {
       {reportWith(R"("iaecounter":9,"time)", R"("iaecounter":8,"time)")
            .replace(ordinary.find("1457186820"), 10, "1457186819"),
        kPath, ""},
+      // So has a replayed one: the clock may have been changed meanwhile.
+      {reportWith(R"("iaecounter":9,"time)", R"("iaecounter":8,"time)")
+           .replace(ordinary.find("1457186820"), 10, "1457186822"),
+       replayed + "60.500000&isCachedRequest=true", ""},
       {reportWith(R"("iaecounter":9,"time)", R"("iaecounter":8,"time)")
            .replace(ordinary.find("1457186820"), 10, "1457186821"),
        kPath, R"("iaecounter","text":"jumps back)"},

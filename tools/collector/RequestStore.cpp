@@ -62,8 +62,8 @@ constexpr const char* kCopyFirstLayout = R"(
      status, size, errors, warnings, method, host, path, query, headers, problems, error, answer,
      body, report)
   SELECT id, run, received_ms, kind,
-    coalesce(report ->> '$.uid', report ->> '$.device_id'),
-    iif(kind IN ('launch', 'event'), report ->> '$.event', NULL),
+    nullif(coalesce(report ->> '$.uid', report ->> '$.device_id'), ''),
+    nullif(iif(kind IN ('launch', 'event'), report ->> '$.event', ''), ''),
     iif(json_type(report, '$.counter') = 'integer', report ->> '$.counter', NULL),
     iif(json_type(report, '$.iaecounter') = 'integer', report ->> '$.iaecounter', NULL),
     iif(json_type(report, '$.sessioncounter') = 'integer', report ->> '$.sessioncounter', NULL),

@@ -1,15 +1,15 @@
 #include "inspector/Controls.h"
 
-#include <rapidjson/document.h>
-
-#include <algorithm>
-
-#include "JsonText.h"
+#include <charconv>
+#include <system_error>
+#include <utility>
 
 namespace collector {
 namespace {
 
-constexpr std::chrono::milliseconds kLongestDelay = std::chrono::minutes(2);
+using Type = JsonMember::Type;
+
+constexpr int kLongestDelayMs = 120'000;
 
 std::size_t indexOf(Kind endpoint) { return static_cast<std::size_t>(endpoint); }
 
@@ -18,21 +18,24 @@ bool fail(std::string& error, std::string text) {
   return false;
 }
 
-bool readFault(const rapidjson::Value& value, Fault& fault) {
-  if (!value.IsObject()) return false;
-  for (const auto& member : value.GetObject()) {
-    const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-    const auto& setting = member.value;
-    if (name == "status" && setting.IsNull()) {
+bool readNumber(const JsonMember& value, int least, int most, int& number) {
+  const char* const end = value.json.data() + value.json.size();
+  const auto [rest, failure] = std::from_chars(value.json.data(), end, number);
+  return failure == std::errc() && rest == end && number >= least && number <= most;
+}
+
+bool readFault(const JsonMember& value, Fault& fault) {
+  if (value.type != Type::kObject) return false;
+  for (const JsonMember& setting : membersOf(value.json)) {
+    int number = 0;
+    if (setting.name == "status" && setting.type == Type::kNull) {
       fault.status.reset();
-    } else if (name == "status" && setting.IsInt() && setting.GetInt() >= 200 &&
-               setting.GetInt() <= 599) {
-      fault.status = setting.GetInt();
-    } else if (name == "delayMs" && setting.IsInt() && setting.GetInt() >= 0 &&
-               setting.GetInt() <= kLongestDelay.count()) {
-      fault.delay = std::chrono::milliseconds(setting.GetInt());
-    } else if (name == "drop" && setting.IsBool()) {
-      fault.drop = setting.GetBool();
+    } else if (setting.name == "status" && readNumber(setting, 200, 599, number)) {
+      fault.status = number;
+    } else if (setting.name == "delayMs" && readNumber(setting, 0, kLongestDelayMs, number)) {
+      fault.delay = std::chrono::milliseconds(number);
+    } else if (setting.name == "drop" && setting.type == Type::kBoolean) {
+      fault.drop = setting.json == "true";
     } else {
       return false;
     }
@@ -40,13 +43,13 @@ bool readFault(const rapidjson::Value& value, Fault& fault) {
   return true;
 }
 
-bool readText(const rapidjson::Value& value, std::optional<std::string>& text, std::string& error) {
-  if (value.IsNull()) {
+bool readText(const JsonMember& value, std::optional<std::string>& text, std::string& error) {
+  if (value.type == Type::kNull) {
     text.reset();
     return true;
   }
-  if (!value.IsString()) return fail(error, "must be a text or null");
-  text = compactObject({value.GetString(), value.GetStringLength()}, error);
+  if (value.type != Type::kText) return fail(error, "must be a text or null");
+  text = compactObject(value.text, error);
   return text.has_value();
 }
 
@@ -115,28 +118,29 @@ bool Controls::set(std::string_view json, std::string& error) {
 }
 
 bool Controls::read(std::string_view json, Settings& settings, std::string& error) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
-      json.data(), json.size());
-  if (!document.IsObject()) return fail(error, "the controls must be a JSON object");
-  for (const auto& member : document.GetObject()) {
-    const std::string name(member.name.GetString(), member.name.GetStringLength());
-    if (name == "conversion" || name == "receipts") {
-      auto& text = name == "conversion" ? settings.conversion : settings.receipts;
-      if (!readText(member.value, text, error)) return fail(error, name + ": " + error);
-    } else if (name != "faults" || !member.value.IsObject()) {
-      return fail(error, "unknown control " + name);
+  const auto object = compactObject(json, error);
+  if (!object) return false;
+  for (const JsonMember& member : membersOf(*object)) {
+    if (member.name == "conversion" || member.name == "receipts") {
+      auto& text = member.name == "conversion" ? settings.conversion : settings.receipts;
+      if (!readText(member, text, error)) return fail(error, member.name + ": " + error);
+    } else if (member.name == "faults" && member.type == Type::kObject) {
+      if (!readFaults(member, settings, error)) return false;
     } else {
-      for (const auto& fault : member.value.GetObject()) {
-        const std::string endpoint(fault.name.GetString(), fault.name.GetStringLength());
-        const Kind kind = kindOf(endpoint);
-        if (kind == Kind::kUndecodable) return fail(error, "unknown endpoint " + endpoint);
-        if (!readFault(fault.value, settings.faults[indexOf(kind)])) {
-          return fail(error, "the fault of " + endpoint +
-                                 " needs a status from 200 to 599 or null, a delayMs up to 120000 "
-                                 "and a drop that is true or false");
-        }
-      }
+      return fail(error, "unknown control " + member.name);
+    }
+  }
+  return true;
+}
+
+bool Controls::readFaults(const JsonMember& faults, Settings& settings, std::string& error) {
+  for (const JsonMember& fault : membersOf(faults.json)) {
+    const Kind endpoint = kindOf(fault.name);
+    if (endpoint == Kind::kUndecodable) return fail(error, "unknown endpoint " + fault.name);
+    if (!readFault(fault, settings.faults[indexOf(endpoint)])) {
+      return fail(error, "the fault of " + fault.name +
+                             " needs a status from 200 to 599 or null, a delayMs up to 120000 "
+                             "and a drop that is true or false");
     }
   }
   return true;

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "JsonText.h"
 #include "ReceivedRequest.h"
 
 namespace collector {
@@ -43,6 +44,7 @@ class Controls {
   };
 
   static bool read(std::string_view json, Settings& settings, std::string& error);
+  static bool readFaults(const JsonMember& faults, Settings& settings, std::string& error);
 
   mutable std::mutex mutex_;
   Settings settings_;

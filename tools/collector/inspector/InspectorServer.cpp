@@ -25,7 +25,10 @@ constexpr int kLongestPage = 500;
 constexpr std::size_t kMostKinds = 7;
 // Streams, and what pages ask for besides.
 constexpr std::size_t kMostConnections = EventStreams::kMostStreams + 32;
+// The end waits for who is slow to ask, or to take an answer.
 constexpr std::chrono::seconds kKeepAlive{1};
+constexpr std::chrono::seconds kReadTimeout{2};
+constexpr std::chrono::seconds kWriteTimeout{5};
 constexpr const char* kJson = "application/json";
 
 constexpr const char* kContentSecurityPolicy =
@@ -97,6 +100,8 @@ class InspectorServer::Implementation {
     http_.new_task_queue = [] { return new ConnectionThreads(kMostConnections); };
     http_.set_payload_max_length(kMaximalBody);
     http_.set_keep_alive_timeout(kKeepAlive.count());
+    http_.set_read_timeout(kReadTimeout);
+    http_.set_write_timeout(kWriteTimeout);
     http_.set_tcp_nodelay(true);
     http_.set_default_headers({{"Content-Security-Policy", kContentSecurityPolicy},
                                {"X-Content-Type-Options", "nosniff"},

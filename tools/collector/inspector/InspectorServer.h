@@ -2,10 +2,9 @@
 //
 // It listens on the loopback interface only, and answers to its own page only: requests under
 // another host name are refused (a name that was made to point to this machine), and so are changes
-// that another site's page asks for.
+// that another site's page asks for. What it answers is described in docs/inspector.md.
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "RequestStore.h"

@@ -1,5 +1,6 @@
 #include "inspector/RequestReader.h"
 
+#include <cmath>
 #include <utility>
 
 #include "JsonText.h"
@@ -90,7 +91,8 @@ void writeRow(JsonWriter& writer, const Database::Statement& row) {
   }
   writer.EndObject();
   writer.Key("cachedSeconds");
-  row.isNull(8) ? writer.Null() : writer.Double(row.number(8));
+  const bool isReplayed = !row.isNull(8) && std::isfinite(row.number(8));
+  isReplayed ? writer.Double(row.number(8)) : writer.Null();
   writeInteger(writer, "status", row, 9);
   writeInteger(writer, "size", row, 10);
   writeInteger(writer, "errors", row, 11);
