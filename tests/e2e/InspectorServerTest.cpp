@@ -175,7 +175,8 @@ TEST(InspectorServerTest, FaultsApplyAtOnceAndAreShown) {
   auto delayed = std::async([&] { return collector.send("x"); });
   const auto statuses = [&] {
     std::string all;
-    for (const auto& shown : collector.ask("api/requests")["requests"].GetArray()) {
+    const auto list = collector.ask("api/requests");
+    for (const auto& shown : list["requests"].GetArray()) {
       all += std::to_string(shown["status"].GetInt()) + " ";
     }
     return all;
