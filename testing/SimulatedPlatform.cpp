@@ -35,6 +35,7 @@ class SimulatedPlatform::Ports : public Platform {
   Random& random() override { return simulatedRandom; }
   ClassLookup& classLookup() override { return hostServices; }
   CloudIdentity& cloudIdentity() override { return hostServices; }
+  CounterStore& counterStore() override { return counters; }
   bool drain(std::chrono::milliseconds timeout) override {
     simulatedDispatcher.advance(timeout);
     return simulatedDispatcher.isIdle();
@@ -45,6 +46,7 @@ class SimulatedPlatform::Ports : public Platform {
   SimulatedNetwork simulatedNetwork;
   SimulatedUserDefaults defaults;
   SimulatedKeychain simulatedKeychain;
+  SimulatedCounters counters;
   SimulatedFileSystem files;
   SimulatedDevice simulatedDevice;
   SimulatedHostServices hostServices;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "SimulatedDispatcher.h"
+#include "platform/CounterStore.h"
 #include "platform/FileSystem.h"
 #include "platform/Keychain.h"
 #include "platform/UserDefaults.h"
@@ -19,6 +20,15 @@ class SimulatedUserDefaults : public UserDefaults {
 
   std::map<std::string, Value> values;
   int synchronizeCount = 0;
+};
+
+class SimulatedCounters : public CounterStore {
+ public:
+  void increment(std::size_t counter) override { ++counts[counter]; }
+  void saveSoon() override {}
+  Totals totals() override { return counts; }
+
+  Totals counts{};
 };
 
 // Generic-password items of all services, by account.

@@ -68,6 +68,7 @@ const Commands::Operation Commands::kOperations[] = {
     {"advertising", 1, &Commands::setAdvertising},
     {"adClient", 1, &Commands::setAdClient},
     {"getQuarnelUID", 0, &Commands::printQuarnelUID},
+    {"diagnostics", 0, &Commands::printDiagnostics},
     {"wait", 1, &Commands::wait},
     {"drain", 0, &Commands::printDrain},
     {"quit", 0, &Commands::quit},
@@ -253,6 +254,29 @@ void Commands::setAdClient(const Arguments& arguments) {
 
 void Commands::printQuarnelUID(const Arguments&) {
   printResult("getQuarnelUID", tracker_.getQuarnelUID());
+}
+
+void Commands::printDiagnostics(const Arguments&) {
+  const quarnel::Diagnostics numbers = tracker_.diagnostics();
+  printResult(
+      "diagnostics",
+      quarnel::Dictionary{
+          {"accepted", numbers.accepted},
+          {"notDue", numbers.notDue},
+          {"built", numbers.built},
+          {"delivered", numbers.delivered},
+          {"failed", numbers.failed},
+          {"cached", numbers.cached},
+          {"replayed", numbers.replayed},
+          {"waiting", numbers.waiting},
+          {"inFlight", numbers.inFlight},
+          {"lost", quarnel::Dictionary{{"tooManyWaiting", numbers.lost.tooManyWaiting},
+                                       {"missingDeveloperKey", numbers.lost.missingDeveloperKey},
+                                       {"abandoned", numbers.lost.abandoned},
+                                       {"cacheFull", numbers.lost.cacheFull},
+                                       {"cacheWriteFailed", numbers.lost.cacheWriteFailed},
+                                       {"unreadableRecords", numbers.lost.unreadableRecords},
+                                       {"withProcess", numbers.lost.withProcess}}}});
 }
 
 void Commands::wait(const Arguments& arguments) {

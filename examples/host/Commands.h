@@ -50,6 +50,7 @@ class Commands {
   void setAdvertising(const Arguments& arguments);
   void setAdClient(const Arguments& arguments);
   void printQuarnelUID(const Arguments& arguments);
+  void printDiagnostics(const Arguments& arguments);
   void wait(const Arguments& arguments);
   void printDrain(const Arguments& arguments);
   void quit(const Arguments& arguments);

@@ -7,6 +7,7 @@
 //   tracker.trackEventWithValues("purchase", quarnel::Dictionary{{"qn_revenue", 9.99}});
 #pragma once
 
+#include <QuarnelTvOsLib/Diagnostics.h>
 #include <QuarnelTvOsLib/Error.h>
 #include <QuarnelTvOsLib/Export.h>
 #include <QuarnelTvOsLib/HostEnvironment.h>
@@ -35,7 +36,9 @@ struct ServiceConfiguration;
 // Configuration: properties may be set at any time; a report uses the values at the moment it is
 // built, shortly after the call. A report without a developer key is dropped.
 //
-// Text is UTF-8; bytes that are not are replaced by U+FFFD. Sizes are not limited.
+// Text is UTF-8; bytes that are not are replaced by U+FFFD. Sizes are not limited, but what waits
+// is: while 16,384 reports or 64 MiB of their values wait to be built, further ones are not taken,
+// which diagnostics() tells.
 class QUARNEL_EXPORT QuarnelTracker {
  public:
   // Hands in what only the host application knows. Call it before the first sharedTracker(); later
@@ -155,7 +158,8 @@ class QUARNEL_EXPORT QuarnelTracker {
   // Has the store receipt validated, calls `success` or `failure` once, from a thread of the
   // library, and then reports the event "qn_purchase" whatever came out. Nothing happens, but a log
   // line, without product or transaction identifier. The price is sent as it is given. Callbacks
-  // may be empty.
+  // may be empty. While 256 purchases wait, the service is not asked, and `failure` comes from the
+  // calling thread.
   void validateAndTrackInAppPurchase(std::optional<std::string> productIdentifier, Value price,
                                      std::optional<std::string> currency,
                                      std::optional<std::string> transactionId,
@@ -178,6 +182,11 @@ class QUARNEL_EXPORT QuarnelTracker {
   // first call of an installation makes it and writes it to disk on the calling thread; later ones
   // read it from memory. May be called before configuration.
   std::string getQuarnelUID();
+
+  // What became of all reports so far, for an application that wants to prove that nothing was lost
+  // or see what was; see Diagnostics. From any thread, without waiting for others; the first call
+  // may read a small file. May be called before configuration.
+  Diagnostics diagnostics() const;
 
   // Starts a prepared connection on the calling thread and waits there for its end, for one second
   // at most; after that it goes on by itself. `start` is called at once with the function that

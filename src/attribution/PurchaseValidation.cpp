@@ -5,6 +5,7 @@
 
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
+#include "util/ApproximateSize.h"
 #include "util/CallOut.h"
 #include "util/Json.h"
 #include "util/SystemVersion.h"
@@ -65,10 +66,18 @@ void PurchaseValidation::validateAndTrackInAppPurchase(
     context_.log(kOperation, "Quarnel Error: validateInAppPurchase Parameters cannot be nil");
     return;
   }
+  const std::size_t size = productIdentifier->size() + transactionId->size() +
+                           (additionalParameters ? approximateSize(*additionalParameters) : 0);
   auto purchase = std::make_shared<const Purchase>(
       Purchase{validUtf8(*std::move(productIdentifier)), std::move(price), std::move(currency),
                validUtf8(*std::move(transactionId)), std::move(additionalParameters),
-               std::move(success), std::move(failure)});
+               std::move(success), std::move(failure), waiting_.admit(size)});
+  if (!purchase->ticket) {
+    const Error error{context_.services.vendorPrefix + ".ErrorDomain", 0,
+                      "too many purchases wait for validation"};
+    trackPurchase(*purchase, examine(*purchase, error, std::nullopt));
+    return;
+  }
   queue_->post([this, purchase = std::move(purchase)] { start(purchase); });
 }
 

@@ -11,6 +11,7 @@
 #include "compose/DeviceIdentity.h"
 #include "compose/TrackerContext.h"
 #include "transport/QuarnelServerHandler.h"
+#include "util/Admission.h"
 
 namespace quarnel {
 
@@ -25,6 +26,7 @@ struct Purchase {
   std::optional<Dictionary> additionalParameters;
   ValidationSuccess success;
   ValidationFailure failure;
+  Admission::SharedTicket ticket;
 };
 
 // Has the store receipt validated by the service, tells the application, and reports the purchase
@@ -36,7 +38,8 @@ class PurchaseValidation {
   PurchaseValidation(const TrackerContext& context, DeviceIdentity& identity,
                      QuarnelServerHandler& serverHandler, TrackEvent trackEvent);
 
-  // Returns at once. Callbacks come from a thread of the library, never from the caller's.
+  // Returns at once. Callbacks come from a thread of the library; only when too many purchases wait
+  // for their validation, the failure comes from the caller's.
   void validateAndTrackInAppPurchase(std::optional<std::string> productIdentifier, Value price,
                                      std::optional<std::string> currency,
                                      std::optional<std::string> transactionId,
@@ -59,6 +62,7 @@ class PurchaseValidation {
   DeviceIdentity& identity_;
   QuarnelServerHandler& serverHandler_;
   const TrackEvent trackEvent_;
+  Admission waiting_{{256, std::size_t{16} << 20}};
   const std::shared_ptr<SerialQueue> queue_;  // Reads receipts off the caller's thread.
 };
 

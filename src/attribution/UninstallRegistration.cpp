@@ -38,19 +38,28 @@ UninstallRegistration::UninstallRegistration(const TrackerContext& context,
                                                            ".QuarnelTokens")) {}
 
 void UninstallRegistration::registerUninstall(Bytes deviceToken) {
-  queue_->post([this, deviceToken = std::move(deviceToken)] { remember(deviceToken); });
+  auto ticket = waiting_.admit(deviceToken.size());
+  if (!ticket) {
+    context_.log(kOperation, "too many tokens wait to be registered - not taking this one");
+    return;
+  }
+  queue_->post([this, deviceToken = std::move(deviceToken), ticket = std::move(ticket)] {
+    remember(deviceToken, ticket);
+  });
 }
 
-void UninstallRegistration::remember(const Bytes& deviceToken) {
+void UninstallRegistration::remember(const Bytes& deviceToken,
+                                     const Admission::SharedTicket& ticket) {
   UserDefaults& defaults = context_.platform.userDefaults();
   const std::string description = describeBytes(deviceToken);
   if (storedText(defaults, keys::kDeviceToken) == description) return;
   defaults.set(keys::kDeviceToken, description);
   const auto queue =
       context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
-  queue->postAfter(kDelay, [this, token = hexadecimal(deviceToken.data(), deviceToken.size())] {
-    backgroundRegisterUninstall(token);
-  });
+  queue->postAfter(kDelay,
+                   [this, ticket, token = hexadecimal(deviceToken.data(), deviceToken.size())] {
+                     backgroundRegisterUninstall(token);
+                   });
 }
 
 void UninstallRegistration::backgroundRegisterUninstall(const std::string& token) {

@@ -10,6 +10,7 @@
 #include "compose/InstallDates.h"
 #include "compose/TrackerContext.h"
 #include "transport/StatSession.h"
+#include "util/Admission.h"
 
 namespace quarnel {
 
@@ -26,7 +27,7 @@ class UninstallRegistration {
   void registerUninstall(Bytes deviceToken);
 
  private:
-  void remember(const Bytes& deviceToken);
+  void remember(const Bytes& deviceToken, const Admission::SharedTicket& ticket);
   void backgroundRegisterUninstall(const std::string& token);
   std::string body(const std::string& token);
 
@@ -35,6 +36,7 @@ class UninstallRegistration {
   Counters& counters_;
   InstallDates& dates_;
   StatSession& session_;
+  Admission waiting_{{64, std::size_t{1} << 20}};
   const std::shared_ptr<SerialQueue> queue_;  // Compares and remembers tokens, in order.
 };
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "util/Admission.h"
 #include "util/QuarnelDictionary.h"
 
 namespace quarnel {
@@ -24,6 +25,7 @@ struct Report {
   std::optional<Dictionary> dictionary;  // Purchase details.
   bool isEvent = false;                  // For the events host, not the launch host.
   bool isNewAPI = false;                 // From the interface with several values.
+  Admission::SharedTicket ticket;        // Its place among those that wait.
 
   // Fixed when the building starts.
   bool isFirstTime = false;           // The first report of this installation.

@@ -6,6 +6,7 @@
 
 #include "compose/BodyEncoder.h"
 #include "compose/EndpointURLs.h"
+#include "compose/ReportIntake.h"
 #include "platform/Dispatcher.h"
 #include "platform/FileSystem.h"
 #include "platform/UserDefaults.h"
@@ -14,6 +15,16 @@
 #include "util/StoredValues.h"
 
 namespace quarnel {
+namespace {
+
+// Keeps the transport's connections busy while reports are built.
+constexpr std::size_t kMostInFlight = 256;
+
+// So many wait only when reports come faster than they can leave.
+constexpr std::size_t kTooManyToHoldBack = ReportIntake::kMostReports / 2;
+
+}  // namespace
+
 ReportBuilder::ReportBuilder(const TrackerContext& context, DeviceIdentity& identity,
                              Counters& counters, InstallDates& dates,
                              QuarnelServerHandler& serverHandler,
@@ -30,28 +41,55 @@ ReportBuilder::ReportBuilder(const TrackerContext& context, DeviceIdentity& iden
       queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
                                                            ".QuarnelReports")) {}
 
-void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName) {
-  callServerWithEventName(std::move(eventName), std::nullopt, std::nullopt, false, false);
+void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
+                                            Admission::SharedTicket ticket) {
+  callServerWithEventName(std::move(eventName), std::nullopt, std::nullopt, false, false,
+                          std::move(ticket));
 }
 
 void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
                                             std::optional<std::string> value, bool isInAppEvent,
-                                            bool isNewAPI) {
+                                            bool isNewAPI, Admission::SharedTicket ticket) {
   callServerWithEventName(std::move(eventName), std::move(value), std::nullopt, isInAppEvent,
-                          isNewAPI);
+                          isNewAPI, std::move(ticket));
 }
 
 void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
                                             std::optional<std::string> value,
                                             std::optional<Dictionary> dictionary, bool isEvent,
-                                            bool isNewAPI) {
+                                            bool isNewAPI, Admission::SharedTicket ticket) {
   Report report;
   report.eventName = std::move(eventName);
   report.value = std::move(value);
   report.dictionary = std::move(dictionary);
   report.isEvent = isEvent;
   report.isNewAPI = isNewAPI;
-  queue_->post([this, report = std::move(report)]() mutable { build(report); });
+  report.ticket = std::move(ticket);
+  queue_->post([this, report = std::move(report)]() mutable {
+    waiting_.push_back(std::move(report));
+    buildWaiting();
+  });
+}
+
+void ReportBuilder::exchangeEnded() {
+  --inFlight_;
+  if (isHeld_.exchange(false)) queue_->post([this] { buildWaiting(); });
+}
+
+void ReportBuilder::buildWaiting() {
+  while (!waiting_.empty()) {
+    // Before the test for room: an exchange that ends after it finds the mark and goes on here.
+    isHeld_ = true;
+    if (!hasRoom()) return;
+    isHeld_ = false;
+    Report report = std::move(waiting_.front());
+    waiting_.pop_front();
+    build(report);
+  }
+}
+
+bool ReportBuilder::hasRoom() const {
+  return inFlight_ < kMostInFlight || waiting_.size() > kTooManyToHoldBack;
 }
 
 void ReportBuilder::build(Report& report) {
@@ -60,6 +98,7 @@ void ReportBuilder::build(Report& report) {
     fillBody(report);
     handOff(report);
   } catch (const std::exception& exception) {
+    context_.ledger.count(Tally::kAbandoned);
     context_.log(kBuildOperation, "Error could not send url: ", exception.what());
   }
 }
@@ -70,6 +109,7 @@ bool ReportBuilder::enter(Report& report) {
   const std::optional<std::string> key = context_.state.get(&TrackerFields::quarnelDevKey);
   context_.log(kBuildOperation, "dev key: ", key.value_or("").empty() ? "missing!!!" : *key);
   if (!key) {
+    context_.ledger.count(Tally::kMissingDeveloperKey);
     context_.log(kBuildOperation, "Quarnel dev key is missing");
     return false;
   }
@@ -158,6 +198,8 @@ void ReportBuilder::handOff(const Report& report) {
       encodeBody(*json, fields.quarnelDevKey.value_or("")), kLibraryVersion);
   std::function<void()> onSuccess;
   if (report.isLaunch()) onSuccess = launchDelivered_;
+  context_.ledger.count(Tally::kBuilt);
+  ++inFlight_;
   serverHandler_.sendRequestEventToServer(std::move(record), false, fields.appleAppID,
                                           context_.log.isEnabled(), std::move(onSuccess));
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,6 +27,10 @@ class SerialQueue;
 // Callers may be on any thread, the application's included: a call only queues the report. Reports
 // are built one at a time, in the order of the calls, on a serial queue of the builder's own, where
 // the stores may be read and written without holding up anybody.
+//
+// While the transport has many reports without an outcome, those that follow wait unbuilt, which
+// takes less memory, and go on as outcomes come in. When very many wait they go on all the same:
+// the transport refuses what it has no room for, and the offline cache takes it.
 class ReportBuilder {
  public:
   // `launchDelivered` runs on the session's callback queue after a launch report has got through.
@@ -32,17 +39,28 @@ class ReportBuilder {
                 std::function<void()> launchDelivered);
 
   // A launch.
-  void callServerWithEventName(std::optional<std::string> eventName);
+  void callServerWithEventName(std::optional<std::string> eventName,
+                               Admission::SharedTicket ticket);
 
   // An in-app event.
   void callServerWithEventName(std::optional<std::string> eventName,
-                               std::optional<std::string> value, bool isInAppEvent, bool isNewAPI);
+                               std::optional<std::string> value, bool isInAppEvent, bool isNewAPI,
+                               Admission::SharedTicket ticket);
 
   void callServerWithEventName(std::optional<std::string> eventName,
                                std::optional<std::string> value,
-                               std::optional<Dictionary> dictionary, bool isEvent, bool isNewAPI);
+                               std::optional<Dictionary> dictionary, bool isEvent, bool isNewAPI,
+                               Admission::SharedTicket ticket);
+
+  // The transport tells the outcome of a report, on any thread.
+  void exchangeEnded();
+
+  // Reports that the transport has, without outcome.
+  std::size_t inFlight() const { return inFlight_; }
 
  private:
+  void buildWaiting();
+  bool hasRoom() const;
   void build(Report& report);
   bool enter(Report& report);
   void fillBody(Report& report);
@@ -61,6 +79,9 @@ class ReportBuilder {
   const UserFields userFields_;
   const AttributionFields attributionFields_;
   const std::shared_ptr<SerialQueue> queue_;
+  std::deque<Report> waiting_;  // Touched on the queue only.
+  std::atomic<std::size_t> inFlight_ = 0;
+  std::atomic<bool> isHeld_ = false;  // Reports wait for room.
 };
 
 }  // namespace quarnel

@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/ServiceConfiguration.h"
 #include "util/DebugLog.h"
+#include "util/Ledger.h"
 #include "util/QuarnelUtils.h"
 
 namespace quarnel {
@@ -19,6 +20,7 @@ struct TrackerContext {
   TrackerState& state;
   DebugLog& log;
   const QuarnelUtils& utils;
+  Ledger& ledger;
 };
 
 }  // namespace quarnel

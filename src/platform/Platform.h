@@ -9,6 +9,7 @@ class AdvertisingIdentifier;
 class ClassLookup;
 class Clock;
 class CloudIdentity;
+class CounterStore;
 class Device;
 class Dispatcher;
 class FileSystem;
@@ -40,6 +41,7 @@ class Platform {
   virtual Random& random() = 0;
   virtual ClassLookup& classLookup() = 0;
   virtual CloudIdentity& cloudIdentity() = 0;
+  virtual CounterStore& counterStore() = 0;
 
   // Waits until nothing is queued, delayed or in flight; false when the timeout came first.
   virtual bool drain(std::chrono::milliseconds timeout) = 0;

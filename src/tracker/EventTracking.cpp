@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/Dispatcher.h"
+#include "util/ApproximateSize.h"
 #include "util/Json.h"
 #include "util/Text.h"
 
@@ -16,6 +17,8 @@ constexpr std::chrono::milliseconds kHandOverDelay{1};
 bool looksLikeRevenue(const std::string& value) {
   return !value.empty() && value.find_first_not_of("0123456789-.") == std::string::npos;
 }
+
+std::size_t sizeOf(const std::optional<std::string>& text) { return text ? text->size() : 0; }
 
 // The values as JSON, escaped for a URL, its commas too. Absent when they have no JSON form.
 std::optional<std::string> valueText(const std::optional<Dictionary>& values) {
@@ -37,9 +40,9 @@ std::optional<std::string> valueText(const std::optional<Dictionary>& values) {
 
 }  // namespace
 
-EventTracking::EventTracking(const TrackerContext& context, ReportBuilder& builder,
-                             std::shared_ptr<SerialQueue> workQueue)
-    : context_(context), builder_(builder), workQueue_(std::move(workQueue)) {}
+EventTracking::EventTracking(const TrackerContext& context, ReportIntake& intake,
+                             ReportBuilder& builder, std::shared_ptr<SerialQueue> workQueue)
+    : context_(context), intake_(intake), builder_(builder), workQueue_(std::move(workQueue)) {}
 
 void EventTracking::trackEventWithValue(std::optional<std::string> eventName,
                                         std::optional<std::string> value) {
@@ -48,17 +51,26 @@ void EventTracking::trackEventWithValue(std::optional<std::string> eventName,
     context_.log("-[QuarnelTracker trackEvent:withValue:]", "Quarnel: numeric value '", value,
                  "' for event '", eventName, "' will be categorized as a revenue event.");
   }
+  auto ticket =
+      intake_.admit("-[QuarnelTracker trackEvent:withValue:]", sizeOf(eventName) + sizeOf(value));
+  if (!ticket) return;
   context_.platform.dispatcher().mainQueue().postAfter(
-      kHandOverDelay, [this, eventName = std::move(eventName), value = std::move(value)]() mutable {
-        builder_.callServerWithEventName(std::move(eventName), std::move(value), true, false);
+      kHandOverDelay, [this, eventName = std::move(eventName), value = std::move(value),
+                       ticket = std::move(ticket)]() mutable {
+        builder_.callServerWithEventName(std::move(eventName), std::move(value), true, false,
+                                         std::move(ticket));
       });
 }
 
 void EventTracking::trackEventWithValues(std::optional<std::string> eventName,
                                          std::optional<Dictionary> values) {
-  workQueue_->post([this, eventName = std::move(eventName), values = std::move(values)]() mutable {
+  auto ticket = intake_.admit("-[QuarnelTracker trackEvent:withValues:]",
+                              sizeOf(eventName) + (values ? approximateSize(*values) : 0));
+  if (!ticket) return;
+  workQueue_->post([this, eventName = std::move(eventName), values = std::move(values),
+                    ticket = std::move(ticket)]() mutable {
     builder_.callServerWithEventName(std::move(eventName), valueText(values), std::nullopt, true,
-                                     true);
+                                     true, std::move(ticket));
   });
 }
 

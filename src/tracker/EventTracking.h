@@ -7,6 +7,7 @@
 #include <string>
 
 #include "compose/ReportBuilder.h"
+#include "compose/ReportIntake.h"
 #include "compose/TrackerContext.h"
 
 namespace quarnel {
@@ -15,7 +16,7 @@ namespace quarnel {
 class EventTracking {
  public:
   // `workQueue` takes events with several values and locations, and nothing else.
-  EventTracking(const TrackerContext& context, ReportBuilder& builder,
+  EventTracking(const TrackerContext& context, ReportIntake& intake, ReportBuilder& builder,
                 std::shared_ptr<SerialQueue> workQueue);
 
   void trackEventWithValue(std::optional<std::string> eventName, std::optional<std::string> value);
@@ -24,6 +25,7 @@ class EventTracking {
 
  private:
   const TrackerContext& context_;
+  ReportIntake& intake_;
   ReportBuilder& builder_;
   const std::shared_ptr<SerialQueue> workQueue_;
 };

@@ -28,11 +28,15 @@ std::optional<std::string> launchName() { return std::string(kLaunchEventName); 
 
 void LaunchTracking::trackAppLaunch() {
   context_.log(kOperation, "Launch");
+  auto ticket = intake_.admit(kOperation, 0);
+  if (!ticket) return;
   context_.state.set(&TrackerFields::didCollectIAdData, false);
   askAdClient();
   const auto queue =
       context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
-  queue->postAfter(kLaunchDelay, [this] { sendLaunchToServer(); });
+  queue->postAfter(kLaunchDelay, [this, ticket = std::move(ticket)]() mutable {
+    sendLaunchToServer(std::move(ticket));
+  });
 }
 
 void LaunchTracking::askAdClient() {
@@ -79,7 +83,7 @@ void LaunchTracking::receiveDates(std::optional<Date> purchaseDate,
     defaults.set(keys::kAdPurchaseDate, formatter.string(*purchaseDate));
     defaults.set(keys::kAdImpressionDate, formatter.string(*impressionDate));
     if (context_.state.get(&TrackerFields::didCollectIAdData)) {
-      builder_.callServerWithEventName(launchName());
+      reportLaunchAgain();
       context_.log(kCallback,
                    "attribution details by iAD: impression: ", describeDate(*impressionDate),
                    "\tpurchase", describeDate(*purchaseDate));
@@ -94,22 +98,29 @@ void LaunchTracking::receiveAttributed(bool attributed) {
   defaults.set(keys::kAdAttribution, attributed);
   defaults.synchronize();
   if (!attributed || !context_.state.get(&TrackerFields::didCollectIAdData)) return;
-  builder_.callServerWithEventName(launchName());
+  reportLaunchAgain();
   context_.log(kCallback, "attribution by iAD: ", 1);
   context_.log(kCallback, "Got iAd attribution after first launch");
 }
 
-void LaunchTracking::sendLaunchToServer() {
+void LaunchTracking::reportLaunchAgain() {
+  if (auto ticket = intake_.admit(kCallback, 0)) {
+    builder_.callServerWithEventName(launchName(), std::move(ticket));
+  }
+}
+
+void LaunchTracking::sendLaunchToServer(Admission::SharedTicket ticket) {
   const std::optional<Date> leftAt = context_.state.get(&TrackerFields::timeWentToBG);
   if (leftAt) {
     const auto absence = context_.platform.clock().now() - *leftAt;
     if (absence <= kShortAbsence) {
+      context_.ledger.count(Tally::kNotDue);
       context_.log("-[QuarnelTracker sendLaunchToServer]", "Time from launch ",
                    fixed(std::chrono::duration<double>(absence).count(), 6));
       return;
     }
   }
-  builder_.callServerWithEventName(launchName());
+  builder_.callServerWithEventName(launchName(), std::move(ticket));
 }
 
 }  // namespace quarnel

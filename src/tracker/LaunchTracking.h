@@ -3,6 +3,7 @@
 #include <QuarnelTvOsLib/AdClient.h>
 
 #include "compose/ReportBuilder.h"
+#include "compose/ReportIntake.h"
 #include "compose/TrackerContext.h"
 
 namespace quarnel {
@@ -12,8 +13,8 @@ namespace quarnel {
 // the launch once more.
 class LaunchTracking {
  public:
-  LaunchTracking(const TrackerContext& context, ReportBuilder& builder)
-      : context_(context), builder_(builder) {}
+  LaunchTracking(const TrackerContext& context, ReportIntake& intake, ReportBuilder& builder)
+      : context_(context), intake_(intake), builder_(builder) {}
 
   void trackAppLaunch();
 
@@ -23,9 +24,11 @@ class LaunchTracking {
   void receiveDetails(const std::optional<Dictionary>& details, bool failed);
   void receiveDates(std::optional<Date> purchaseDate, std::optional<Date> impressionDate);
   void receiveAttributed(bool attributed);
-  void sendLaunchToServer();
+  void reportLaunchAgain();
+  void sendLaunchToServer(Admission::SharedTicket ticket);
 
   const TrackerContext& context_;
+  ReportIntake& intake_;
   ReportBuilder& builder_;
 };
 

@@ -67,7 +67,13 @@ void Lifecycle::handleWillResignActive() {
 // that counts is the notification's.
 void Lifecycle::handleEnteredBackground() {
   if (!isSystemAtLeast(context_.platform.device(), "7")) return;
-  queue_->post([this, lastLaunchTime = context_.state.get(&TrackerFields::lastLaunchTime),
+  auto ticket = waiting_.admit(0);
+  if (!ticket) {
+    context_.log("-[QuarnelTracker backgroundstatCall]", "too many statistics wait to be sent");
+    return;
+  }
+  queue_->post([this, ticket = std::move(ticket),
+                lastLaunchTime = context_.state.get(&TrackerFields::lastLaunchTime),
                 now = context_.platform.clock().now()] {
     counters_.incrementRealLaunchCounter();
     backgroundstatCall(lastLaunchTime, now);

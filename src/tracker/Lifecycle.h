@@ -8,6 +8,7 @@
 #include "compose/DeviceIdentity.h"
 #include "compose/TrackerContext.h"
 #include "transport/StatSession.h"
+#include "util/Admission.h"
 
 namespace quarnel {
 
@@ -34,6 +35,7 @@ class Lifecycle {
   Counters& counters_;
   DeviceIdentity& identity_;
   StatSession& statSession_;
+  Admission waiting_{{64, 0}};
   const std::shared_ptr<SerialQueue> queue_;
 };
 

@@ -216,6 +216,8 @@ void QuarnelTracker::registerUninstall(Bytes deviceToken) {
 
 // --- Questions and control ----------------------------------------------------------------------
 
+Diagnostics QuarnelTracker::diagnostics() const { return graph_->diagnostics(); }
+
 std::string QuarnelTracker::getQuarnelUID() { return graph_->identity.getQuarnelUID(); }
 
 void QuarnelTracker::startConnection(

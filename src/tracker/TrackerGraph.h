@@ -11,6 +11,7 @@
 #include "compose/DeviceIdentity.h"
 #include "compose/InstallDates.h"
 #include "compose/ReportBuilder.h"
+#include "compose/ReportIntake.h"
 #include "compose/TrackerContext.h"
 #include "compose/TrackerState.h"
 #include "platform/ServiceConfiguration.h"
@@ -34,7 +35,11 @@ class QuarnelTracker::Graph {
   Graph(Platform& platform, ServiceConfiguration serviceConfiguration);
 
   const ServiceConfiguration services;
+  // What became of reports so far.
+  Diagnostics diagnostics() const { return ledger.read(intake.waiting(), builder.inFlight()); }
+
   DebugLog log;
+  Ledger ledger;
   TrackerState state;
   const QuarnelUtils utils;
   const TrackerContext context;
@@ -49,6 +54,7 @@ class QuarnelTracker::Graph {
   Counters counters;
   InstallDates dates;
   ConversionData conversionData;
+  ReportIntake intake;
   ReportBuilder builder;
 
   EventTracking events;

@@ -69,7 +69,7 @@ std::string timeInCache(const std::string& name, Date now) {
 }  // namespace
 
 std::string cacheFileName(Date writtenAt) {
-  return fixed(secondsSinceReferenceDate(writtenAt), 6) + ".qn";
+  return fixed(secondsSinceReferenceDate(writtenAt), 6).append(kCacheFileExtension);
 }
 
 std::string cacheFileContent(const QuarnelRequestCacheData& record) {

@@ -11,6 +11,8 @@
 
 namespace quarnel {
 
+inline constexpr std::string_view kCacheFileExtension = ".qn";
+
 // "<seconds since 2001-01-01 UTC, six decimals>.qn".
 std::string cacheFileName(Date writtenAt);
 

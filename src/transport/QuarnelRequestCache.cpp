@@ -29,10 +29,11 @@ constexpr int kNameAttempts = 1000;
 }  // namespace
 
 QuarnelRequestCache::QuarnelRequestCache(Platform& platform, const std::string& queueLabel,
-                                         const DebugLog& log, QuarnelServerHandler& serverHandler,
-                                         AppID appleAppID)
+                                         const DebugLog& log, Ledger& ledger,
+                                         QuarnelServerHandler& serverHandler, AppID appleAppID)
     : platform_(platform),
       log_(log),
+      ledger_(ledger),
       serverHandler_(serverHandler),
       appleAppID_(std::move(appleAppID)),
       queue_(platform.dispatcher().makeSerialQueue(queueLabel)) {}
@@ -94,6 +95,7 @@ void QuarnelRequestCache::write(const QuarnelRequestCacheData& record) {
   if (!getCacheDirectoryPath() || !files.exists(*cacheDirectoryPath_)) initialize();
   const std::size_t size = getCacheSize(*cacheDirectoryPath_);
   if (size > kCacheLimit) {
+    ledger_.count(Tally::kCacheFull);
     log_(kOperation, "Cache reached limit - not caching request....");
     return;
   }
@@ -107,7 +109,9 @@ void QuarnelRequestCache::write(const QuarnelRequestCacheData& record) {
     result = files.writeNewFile(path, content);
     if (result.outcome != FileSystem::WriteOutcome::kNameTaken) break;
   }
-  if (result.outcome != FileSystem::WriteOutcome::kWritten) {
+  const bool isWritten = result.outcome == FileSystem::WriteOutcome::kWritten;
+  ledger_.count(isWritten ? Tally::kCached : Tally::kCacheWriteFailed);
+  if (!isWritten) {
     log_(kOperation, "Error writing file at ", path, "\n", result.reason);
   }
 }
@@ -122,14 +126,26 @@ std::deque<RequestRecord> QuarnelRequestCache::getCachedRequests() {
   std::size_t total = 0;
   for (const std::string& name : names) {
     const std::optional<std::string> content = files.read(*directory + "/" + name, kRecordLimit);
-    if (!content) continue;
+    if (!content) {
+      countUnreadable(name);
+      continue;
+    }
     total += content->size();
     if (total > kReplayBudget && !records.empty()) break;
     if (auto record = parseCacheFile(name, *content, platform_.clock().now())) {
       records.push_back(std::make_shared<const QuarnelRequestCacheData>(*std::move(record)));
+    } else {
+      countUnreadable(name);
     }
   }
   return records;
+}
+
+// Files of other names are not the cache's. The bound is for a folder that somebody fills.
+void QuarnelRequestCache::countUnreadable(const std::string& name) {
+  constexpr std::size_t kMostNames = 1000;
+  if (!name.ends_with(kCacheFileExtension) || unreadable_.size() == kMostNames) return;
+  if (unreadable_.insert(name).second) ledger_.count(Tally::kUnreadableRecord);
 }
 
 void QuarnelRequestCache::load() {
@@ -173,6 +189,8 @@ void QuarnelRequestCache::removeFile(const QuarnelRequestCacheData& record) {
   const std::string path = cacheDirectoryPath_.value_or("") + "/" + record.cacheKey.value_or("");
   if (const auto reason = platform_.fileSystem().remove(path)) {
     log_("-[QuarnelRequestCache deleteRequest:]", "Error deleting file at ", path, "\n", *reason);
+  } else {
+    ledger_.count(Tally::kReplayed);
   }
 }
 

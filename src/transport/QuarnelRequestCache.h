@@ -4,12 +4,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/Platform.h"
 #include "transport/QuarnelServerHandler.h"
 #include "transport/RequestReplay.h"
 #include "util/DebugLog.h"
+#include "util/Ledger.h"
 
 namespace quarnel {
 
@@ -36,7 +38,7 @@ class QuarnelRequestCache : public RequestReplay {
   using AppID = std::function<std::optional<std::string>()>;
 
   QuarnelRequestCache(Platform& platform, const std::string& queueLabel, const DebugLog& log,
-                      QuarnelServerHandler& serverHandler, AppID appleAppID);
+                      Ledger& ledger, QuarnelServerHandler& serverHandler, AppID appleAppID);
 
   void cacheRequest(RequestRecord record) override;
   void processCache() override;
@@ -49,6 +51,7 @@ class QuarnelRequestCache : public RequestReplay {
   std::size_t getCacheSize(const std::string& directory) const;
   std::deque<RequestRecord> getCachedRequests();
   void write(const QuarnelRequestCacheData& record);
+  void countUnreadable(const std::string& name);
   void load();
   void startReplay(unsigned load);
   void sendNext();
@@ -57,6 +60,7 @@ class QuarnelRequestCache : public RequestReplay {
 
   Platform& platform_;
   const DebugLog& log_;
+  Ledger& ledger_;
   QuarnelServerHandler& serverHandler_;
   const AppID appleAppID_;
   const std::shared_ptr<SerialQueue> queue_;
@@ -68,6 +72,7 @@ class QuarnelRequestCache : public RequestReplay {
   unsigned loads_ = 0;                // Tells a delayed start which load it belongs to.
   std::optional<std::string> cacheDirectoryPath_;
   bool failedToInitialize_ = false;
+  std::set<std::string> unreadable_;  // The names of files that were counted as such.
 };
 
 }  // namespace quarnel

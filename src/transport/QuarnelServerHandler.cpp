@@ -60,7 +60,7 @@ void QuarnelServerHandler::complete(const RequestRecord& request, bool isRequest
     if (isDebug) log_(kCompletion, "Quarnel: sent information to server");
     isRequestFromCache ? replay_->deleteRequest(request) : replay_->processCache();
   }
-  if (isRequestFromCache) replay_->sendNextCachedEvents();
+  isRequestFromCache ? replay_->sendNextCachedEvents() : freshReportEnded_(!result.error);
 }
 
 void QuarnelServerHandler::sendPOSTRequest(const Dictionary& parameters,

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/HttpSession.h"
 #include "transport/RequestReplay.h"
@@ -21,6 +22,12 @@ class QuarnelServerHandler {
 
   // Where outcomes go. Set once, before the first request.
   void setReplay(RequestReplay& replay) { replay_ = &replay; }
+
+  // Told of the outcome of each fresh report, on the session's callback queue. Set once, before
+  // the first request.
+  void setObserver(std::function<void(bool delivered)> freshReportEnded) {
+    freshReportEnded_ = std::move(freshReportEnded);
+  }
 
   // Returns at once. `appID` is accepted for the callers' sake and takes no part in the request.
   // Log lines are written while both `isDebug` and the debug mode are on. `onSuccess` may be empty;
@@ -43,6 +50,7 @@ class QuarnelServerHandler {
   HttpSession& session_;
   const DebugLog& log_;
   RequestReplay* replay_ = nullptr;
+  std::function<void(bool delivered)> freshReportEnded_;
 };
 
 }  // namespace quarnel

@@ -29,14 +29,31 @@ void CurlEngine::start(HttpRequest request, ExchangeDone done) {
                                                  PendingWork::Token(pending_));
   const std::lock_guard lock(mutex_);
   if (stopping_) return;
+  if (!hasRoomFor(*exchange)) {
+    exchange->fail(transportError(CURLE_AGAIN, "Too many requests are waiting"));
+    return;
+  }
   try {
     startThreadOnce();
   } catch (const std::system_error& error) {
     exchange->fail(transportError(CURLE_FAILED_INIT, error.what()));
     return;
   }
+  ++exchanges_;
+  requestBodies_ += exchange->requestSize();
   new_.push_back(std::move(exchange));
   wake();
+}
+
+bool CurlEngine::hasRoomFor(const CurlExchange& exchange) const {
+  return exchanges_ == 0 || (exchanges_ < limits_.exchanges &&
+                             requestBodies_ + exchange.requestSize() <= limits_.requestBodies);
+}
+
+void CurlEngine::end(const CurlExchange& exchange) {
+  const std::lock_guard lock(mutex_);
+  --exchanges_;
+  requestBodies_ -= exchange.requestSize();
 }
 
 void CurlEngine::startThreadOnce() {
@@ -120,15 +137,18 @@ std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
 
 void CurlEngine::begin(ExchangePointer exchange) {
   if (!multi_) {
+    end(*exchange);
     exchange->fail(transportError(CURLE_FAILED_INIT));
     return;
   }
   if (auto error = exchange->prepare(authorityFile_, limits_)) {
+    end(*exchange);
     exchange->fail(*std::move(error));
     return;
   }
   CURL* const handle = exchange->handle();
   if (::curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
+    end(*exchange);
     exchange->fail(transportError(CURLE_OUT_OF_MEMORY));
     return;
   }
@@ -143,6 +163,7 @@ void CurlEngine::completeFinished() {
     const CURLcode code = message->data.result;
     ::curl_multi_remove_handle(multi_.get(), handle);
     const auto finished = active_.extract(handle);
+    end(*finished.mapped());
     finished.mapped()->finish(code);
   }
 }

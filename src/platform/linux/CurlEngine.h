@@ -44,8 +44,10 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   void run();
   void transfer();
   std::vector<ExchangePointer> takeNew();
+  bool hasRoomFor(const CurlExchange& exchange) const;
   void begin(ExchangePointer exchange);
   void completeFinished();
+  void end(const CurlExchange& exchange);
   bool pauseForExit();
   void wake();
 
@@ -57,6 +59,8 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   std::condition_variable changed_;
   std::vector<ExchangePointer> new_;
   CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
+  std::size_t exchanges_ = 0;  // All that have no outcome yet, and the size of their bodies.
+  std::size_t requestBodies_ = 0;
   bool stopping_ = false;
   bool exiting_ = false;
   bool paused_ = false;

@@ -18,6 +18,9 @@ struct HttpLimits {
   std::chrono::seconds stall{60};  // For connecting, and then without any byte either way.
   std::size_t responseBody = 8U << 20U;
   long connectionsPerHost = 4;
+  // Waiting or on their way; what is beyond fails at once. A request of any size goes alone.
+  std::size_t exchanges = 1024;
+  std::size_t requestBodies = 64U << 20U;
 };
 
 // Takes the outcome on the network thread; must not block or throw.
@@ -36,6 +39,7 @@ class CurlExchange {
   std::optional<Error> prepare(const std::optional<std::string>& authorityFile,
                                const HttpLimits& limits);
   CURL* handle() const { return handle_.get(); }
+  std::size_t requestSize() const { return request_.body.size(); }
 
   // Tells the outcome of a transfer that libcurl has finished.
   void finish(CURLcode code);

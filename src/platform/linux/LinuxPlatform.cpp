@@ -41,6 +41,8 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
       userDefaults_(SqliteUserDefaults::make(directories.library + "/Preferences/user-defaults.db",
                                              dispatcher_.makeUncountedQueue("user defaults"),
                                              log_)),
+      counters_(CounterFile::make(directories.library + "/Preferences/report-counters",
+                                  dispatcher_.makeUncountedQueue("counters"), log_)),
       keychain_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""), *log_),
       engine_(std::make_shared<CurlEngine>(options.certificateAuthorityFile, pending_)),
       network_(engine_, dispatcher_) {}
@@ -49,6 +51,7 @@ LinuxPlatform::~LinuxPlatform() {
   // The threads first: they use everything else.
   engine_->stop();
   dispatcher_.stop();
+  counters_->save();
 }
 
 NotificationCenter& LinuxPlatform::notificationCenter() { return defaultNotificationCenter(); }
@@ -56,6 +59,7 @@ NotificationCenter& LinuxPlatform::notificationCenter() { return defaultNotifica
 bool LinuxPlatform::drain(std::chrono::milliseconds timeout) {
   const bool idle = pending_->waitUntilNone(timeout);
   userDefaults_->synchronize();
+  counters_->save();
   return idle;
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/HostOptions.h"
 #include "platform/Platform.h"
+#include "platform/linux/CounterFile.h"
 #include "platform/linux/CurlEngine.h"
 #include "platform/linux/CurlNetwork.h"
 #include "platform/linux/HostProvidedServices.h"
@@ -41,8 +42,9 @@ class LinuxPlatform final : public Platform {
   Random& random() override { return random_; }
   ClassLookup& classLookup() override { return classLookup_; }
   CloudIdentity& cloudIdentity() override { return cloudIdentity_; }
+  CounterStore& counterStore() override { return *counters_; }
 
-  // Also commits the user defaults.
+  // Also commits the user defaults and the counters.
   bool drain(std::chrono::milliseconds timeout) override;
 
  private:
@@ -61,6 +63,7 @@ class LinuxPlatform final : public Platform {
   DeclaredClasses classLookup_;
   LinuxDispatcher dispatcher_;
   const std::shared_ptr<SqliteUserDefaults> userDefaults_;
+  const std::shared_ptr<CounterFile> counters_;
   SqliteKeychain keychain_;
   const std::shared_ptr<CurlEngine> engine_;
   CurlNetwork network_;
