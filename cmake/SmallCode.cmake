@@ -4,7 +4,8 @@ include(CheckLinkerFlag)
 check_linker_flag(CXX -Wl,-z,pack-relative-relocs QUARNEL_PACKS_RELOCATIONS)
 
 set(quarnel_whole_program OFF)
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT QUARNEL_SANITIZE)
+# Objects in a static library are linked by whoever uses it, perhaps with another compiler.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND BUILD_SHARED_LIBS AND NOT QUARNEL_SANITIZE)
   set(quarnel_whole_program ON)
 endif()
 

@@ -30,7 +30,7 @@ namespace quarnel {
 // The composition root: the objects of one tracker, in the order in which they need each other.
 // Tasks on the platform's queues refer to them, so they live until the process ends, or until the
 // platform has dropped its tasks.
-class QuarnelTracker::Graph {
+class QUARNEL_INTERNAL QuarnelTracker::Graph {
  public:
   Graph(Platform& platform, ServiceConfiguration serviceConfiguration);
 
