@@ -13,7 +13,8 @@ namespace host {
 //   {"$data": "01abcdef"}     bytes
 //   {"$double": "nan"}        a non-finite number; also "inf" and "-inf"
 //   {"$text": "c328"}         a text by its bytes, for one that is not UTF-8
-// Throws BadInput on malformed JSON or UTF-8 and on nesting beyond 512 levels.
+// Throws BadInput on malformed JSON or UTF-8, on numbers beyond the range of doubles and on nesting
+// beyond 512 levels.
 quarnel::Value readJson(std::string_view text);
 
 // Writes a value as one line in the same form. Text that is not UTF-8 is repaired with U+FFFD.

@@ -1,5 +1,6 @@
 #include "util/DateText.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -18,12 +19,16 @@ struct Fields {
   int year, month, day, hour, minute, second;
 };
 
+// The nearest date that can be shown. Dates may come from files, at the ends of their range too.
+Date showable(Date date) {
+  return std::clamp(date, Date(kEarliest),
+                    Date(kLatest + std::chrono::days(1)) - Date::duration(1));
+}
+
 Fields fieldsOf(Date date) {
-  const auto days =
-      std::min(std::max(std::chrono::floor<std::chrono::days>(date), kEarliest), kLatest);
+  const auto days = std::chrono::floor<std::chrono::days>(date);
   const std::chrono::year_month_day day(days);
-  const std::chrono::hh_mm_ss time(
-      std::chrono::floor<std::chrono::seconds>(date - std::chrono::floor<std::chrono::days>(date)));
+  const std::chrono::hh_mm_ss time(std::chrono::floor<std::chrono::seconds>(date - days));
   return {int(day.year()),           int(unsigned(day.month())),  int(unsigned(day.day())),
           int(time.hours().count()), int(time.minutes().count()), int(time.seconds().count())};
 }
@@ -31,7 +36,7 @@ Fields fieldsOf(Date date) {
 }  // namespace
 
 std::string describeDate(Date date) {
-  const Fields f = fieldsOf(date);
+  const Fields f = fieldsOf(showable(date));
   std::array<char, 96> buffer;
   const int size =
       std::snprintf(buffer.data(), buffer.size(), "%04d-%02d-%02d %02d:%02d:%02d +0000", f.year,
@@ -40,7 +45,7 @@ std::string describeDate(Date date) {
 }
 
 std::string formatServerDate(Date date, std::chrono::seconds utcOffset) {
-  const Fields f = fieldsOf(date + utcOffset);
+  const Fields f = fieldsOf(showable(showable(date) + utcOffset));
   const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(utcOffset).count();
   std::array<char, 96> buffer;
   const int size = std::snprintf(buffer.data(), buffer.size(), "%04d-%02d-%02d_%02d%02d%c%02d%02d",
@@ -54,7 +59,9 @@ double secondsSince1970(Date date) {
 }
 
 double secondsSinceReferenceDate(Date date) {
-  return std::chrono::duration<double>(date.time_since_epoch() - kReferenceDate).count();
+  const Date::duration sinceEpoch =
+      std::max(date.time_since_epoch(), Date::duration::min() + kReferenceDate);
+  return std::chrono::duration<double>(sinceEpoch - kReferenceDate).count();
 }
 
 }  // namespace quarnel

@@ -8,6 +8,8 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <locale>
+#include <sstream>
 #include <vector>
 
 #include "util/DateText.h"
@@ -144,18 +146,33 @@ std::optional<std::string> writeRoot(const Root& root, std::string* why) {
   return std::nullopt;
 }
 
+// The reader has checked the form. Its own conversion of a zero with a large exponent ("0e300")
+// is undefined, so the conversion is done here. Absent for a number beyond the range of doubles;
+// one too small for them is 0.
+std::optional<Value> numberFrom(std::string_view text) {
+  const char* const end = text.data() + text.size();
+  std::int64_t integer = 0;
+  const auto asInteger = std::from_chars(text.data(), end, integer);
+  if (asInteger.ec == std::errc() && asInteger.ptr == end) return Value(integer);
+  double number = 0;
+  if (std::from_chars(text.data(), end, number).ec == std::errc()) return Value(number);
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  if (!(stream >> number)) return std::nullopt;
+  return Value(number);
+}
+
 // Builds a value from the reader's events. A container is closed into its parent, so that no open
 // container is ever shared.
-class ValueBuilder {
+class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
  public:
   bool Null() { return add(Value()); }
   bool Bool(bool value) { return add(value); }
-  bool Int(int value) { return add(value); }
-  bool Uint(unsigned value) { return add(value); }
-  bool Int64(std::int64_t value) { return add(value); }
-  bool Uint64(std::uint64_t value) { return add(value); }
-  bool Double(double value) { return add(value); }
-  bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; }
+  bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
+    auto number = numberFrom({text, size});
+    if (!number) objection_ = "Number too big.";
+    return number && add(*std::move(number));
+  }
   bool String(const char* text, rapidjson::SizeType size, bool) {
     return add(Value(std::string_view(text, size)));
   }
@@ -168,7 +185,8 @@ class ValueBuilder {
   bool StartArray() { return open(Frame::Kind::kArray); }
   bool EndArray(rapidjson::SizeType) { return close(); }
 
-  bool tooDeep() const { return tooDeep_; }
+  // Why the builder ended the reading; null when it did not.
+  const char* objection() const { return objection_; }
   Value takeResult() { return std::move(result_); }
 
  private:
@@ -180,9 +198,12 @@ class ValueBuilder {
   };
 
   bool open(Frame::Kind kind) {
-    tooDeep_ = open_.size() >= kMaximumDepth;
-    if (!tooDeep_) open_.push_back({kind, {}, {}, {}});
-    return !tooDeep_;
+    if (open_.size() >= kMaximumDepth) {
+      objection_ = "Nested deeper than 512 levels.";
+      return false;
+    }
+    open_.push_back({kind, {}, {}, {}});
+    return true;
   }
 
   bool close() {
@@ -205,7 +226,7 @@ class ValueBuilder {
 
   std::vector<Frame> open_;
   Value result_;
-  bool tooDeep_ = false;
+  const char* objection_ = nullptr;
 };
 
 }  // namespace
@@ -231,8 +252,9 @@ std::string describe(const Value& value) {
 }
 
 JsonReadResult readJson(std::string_view text) {
-  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag |
-                              rapidjson::kParseValidateEncodingFlag;
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
+                              rapidjson::kParseValidateEncodingFlag |
+                              rapidjson::kParseNumbersAsStringsFlag;
   rapidjson::MemoryStream stream(text.data(), text.size());
   rapidjson::Reader reader;
   ValueBuilder builder;
@@ -242,8 +264,8 @@ JsonReadResult readJson(std::string_view text) {
     parsed.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
   }
   if (parsed) return {builder.takeResult(), {}};
-  const std::string reason = builder.tooDeep() ? "Nested deeper than 512 levels."
-                                               : rapidjson::GetParseError_En(parsed.Code());
+  const std::string reason =
+      builder.objection() ? builder.objection() : rapidjson::GetParseError_En(parsed.Code());
   return {std::nullopt,
           {"QuarnelJSONError", static_cast<int>(parsed.Code()),
            reason + " (around byte " + std::to_string(parsed.Offset()) + ")"}};

@@ -99,6 +99,19 @@ TEST(JsonTest, ReadsWhatItWrites) {
   EXPECT_EQ(*writeJson(*result.value), text);
 }
 
+TEST(JsonTest, ReadsNumbersOfAnySize) {
+  const std::pair<const char*, Value> cases[] = {
+      {"-0", 0},
+      {"0e308", 0.0},
+      {"1e-999", 0.0},
+      {"5e-324", std::numeric_limits<double>::denorm_min()},
+      {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+      {"9223372036854775808", 9223372036854775808.0},
+      {"1.7976931348623157e308", std::numeric_limits<double>::max()},
+  };
+  for (const auto& [text, number] : cases) EXPECT_EQ(readJson(text).value, number) << text;
+}
+
 TEST(JsonTest, RefusesWhatIsMalformedOrTooDeep) {
   const std::string deep512 = std::string(512, '[') + std::string(512, ']');
   EXPECT_TRUE(readJson(deep512).value);
@@ -112,6 +125,7 @@ TEST(JsonTest, RefusesWhatIsMalformedOrTooDeep) {
                                "\"\xff\"",
                                "'a'",
                                "[1e999]",
+                               "[2e308]",
                                std::string("[1]\0[2]", 7),
                                "[" + deep512 + "]",
                                std::string(5'000'000, '['),
