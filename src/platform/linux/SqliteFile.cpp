@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -52,6 +53,13 @@ std::string_view columnText(const SqliteStatement& statement, int column) {
   return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
+int checkPages(sqlite3* database) {
+  const SqliteStatement check(database, "PRAGMA quick_check(1)");
+  const int code = check.get() ? ::sqlite3_step(check.get()) : ::sqlite3_extended_errcode(database);
+  if (code != SQLITE_ROW) return code;
+  return columnText(check, 0) == "ok" ? SQLITE_OK : SQLITE_CORRUPT;
+}
+
 }  // namespace
 
 SqliteStatement::SqliteStatement(sqlite3* database, const char* sql) : database_(database) {
@@ -83,8 +91,12 @@ bool SqliteFile::open(DeferredLog& log) {
     return false;
   }
   const DirectoryLock lock(directory);
-  // Once more after a file that is no database was set aside.
-  return tryOpen(log) || (!database_ && !failing_ && tryOpen(log));
+  // The first time a file looks damaged, the second time it is set aside, the third time it is new.
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (tryOpen(log)) return true;
+    if (!canTryAgain()) return false;
+  }
+  return false;
 }
 
 bool SqliteFile::tryOpen(DeferredLog& log) {
@@ -104,6 +116,8 @@ bool SqliteFile::tryOpen(DeferredLog& log) {
   }
   int code = openDatabase();
   if (code == SQLITE_OK) code = checkTable();
+  // All statements so far are sound, so it is the file that SQLite makes no sense of.
+  if ((code & 0xff) == SQLITE_ERROR) code = SQLITE_NOTADB;
   if (code == SQLITE_OK) {
     ++generation_;
     failing_ = false;
@@ -139,12 +153,11 @@ int SqliteFile::checkTable() {
     tables = ::sqlite3_column_int(schema.get(), 0);
     if (tables > 1 || (tables == 1 && columnText(schema, 1) != table_)) return SQLITE_NOTADB;
   }
-  if (tables == 0) return execute(database_.get(), table_);
-  SqliteStatement check(database_.get(), "PRAGMA quick_check(1)");
-  const int code =
-      check.get() ? ::sqlite3_step(check.get()) : ::sqlite3_extended_errcode(database_.get());
-  if (code != SQLITE_ROW) return code;
-  return columnText(check, 0) == "ok" ? SQLITE_OK : SQLITE_CORRUPT;
+  // A file that says it is of a later format can only be read.
+  const bool isReadOnly = ::sqlite3_db_readonly(database_.get(), "main") == 1;
+  if (isReadOnly && ::access(path_.c_str(), W_OK) == 0) return SQLITE_NOTADB;
+  const int code = checkPages(database_.get());
+  return code == SQLITE_OK && tables == 0 ? execute(database_.get(), table_) : code;
 }
 
 bool SqliteFile::read(const std::function<int(sqlite3*)>& work, DeferredLog& log) {
@@ -159,6 +172,7 @@ bool SqliteFile::transact(const std::function<int(sqlite3*)>& work, DeferredLog&
   if (code == SQLITE_OK) code = execute(database, "COMMIT");
   if (code == SQLITE_OK) {
     failing_ = false;
+    isSuspect_ = false;
     return true;
   }
   if (::sqlite3_get_autocommit(database) == 0) execute(database, "ROLLBACK");
@@ -167,10 +181,15 @@ bool SqliteFile::transact(const std::function<int(sqlite3*)>& work, DeferredLog&
 
 bool SqliteFile::failWith(int code, DeferredLog& log) {
   const std::string reason = ::sqlite3_errstr(code);
-  if (isCorruption(code)) {
+  if (!isCorruption(code)) {
+    fail(reason, log);
+  } else if (isSuspect_) {
     setAside(reason, log);
   } else {
-    fail(reason, log);
+    // To SQLite, a read that failed is damage, too, but that may pass.
+    isSuspect_ = true;
+    failing_ = false;
+    database_.reset();
   }
   return false;
 }
@@ -193,6 +212,7 @@ void SqliteFile::setAside(const std::string& reason, DeferredLog& log) {
     std::rename((path_ + suffix).c_str(), (aside + suffix).c_str());
   }
   failing_ = false;
+  isSuspect_ = false;
   log.add("the " + purpose_ + " in " + path_ + " cannot be used: " + reason + ". Set aside as " +
           aside);
 }

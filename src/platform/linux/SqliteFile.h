@@ -27,9 +27,10 @@ class SqliteStatement {
   std::unique_ptr<sqlite3_stmt, Deleter> statement_;
 };
 
-// A small database of a single table that heals itself: a file that is no such database is set
-// aside under another name and started afresh; a file that cannot be opened now is tried again at
-// the next use. Other processes may use the same file. Not thread-safe.
+// A small database of a single table that heals itself: a file that is no such database, also when
+// it is opened once more, is set aside under another name and started afresh; a file that cannot be
+// opened now is tried again at the next use. Other processes may use the same file. Not
+// thread-safe.
 class SqliteFile {
  public:
   // What a committed transaction survives. The end of the process, however sudden, costs nothing
@@ -45,10 +46,14 @@ class SqliteFile {
   // Whether the database is open, after opening it if need be.
   bool open(DeferredLog& log);
 
-  bool isOpen() const { return database_ != nullptr; }
+  // After a failure: whether it was one of a damaged file, which the next open() may have mended.
+  bool canTryAgain() const { return !database_ && !failing_; }
 
   // Differs whenever open() has opened another file than before, or the same one again.
   int generation() const { return generation_; }
+
+  // How often the same work is tried until a damaged file is replaced by a new one.
+  static constexpr int kAttempts = 3;
 
   // Both run `work`, which returns an SQLite result code, and are true when that and all around it
   // went well. open() must have succeeded. transact() makes it one transaction.
@@ -74,7 +79,8 @@ class SqliteFile {
   const Durability durability_;
   std::unique_ptr<sqlite3, Closer> database_;
   int generation_ = 0;
-  bool failing_ = false;  // A lasting failure is logged once.
+  bool failing_ = false;    // A lasting failure is logged once.
+  bool isSuspect_ = false;  // It looked damaged once, and nothing could be written since.
 };
 
 }  // namespace quarnel

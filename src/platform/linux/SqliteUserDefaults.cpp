@@ -94,7 +94,9 @@ void SqliteUserDefaults::loadOnce() const {
   DeferredLog log(*log_);
   const std::lock_guard lock(fileMutex_);
   if (loaded_) return;
-  prepareFile(log);
+  for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
+    if (prepareFile(log) || !file_.canTryAgain()) break;
+  }
   loaded_ = true;
 }
 
@@ -105,8 +107,11 @@ bool SqliteUserDefaults::synchronize() {
     const std::lock_guard valuesLock(mutex_);
     if (uncommitted_.empty()) return true;
   }
-  // Once more when the file turned out to be damaged and was set aside.
-  return commit(log) || (!file_.isOpen() && commit(log));
+  for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
+    if (commit(log)) return true;
+    if (!file_.canTryAgain()) return false;
+  }
+  return false;
 }
 
 // Opens the file and takes over what it holds. False when it cannot be used now.
