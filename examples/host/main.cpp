@@ -8,6 +8,7 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -59,5 +60,8 @@ int main(int argumentCount, char** arguments) {
   } catch (const host::BadInput& reason) {
     std::fprintf(stderr, "quarnel-host: %s\n%s", reason.what(), host::kUsage);
     return kUsageError;
+  } catch (const std::system_error& error) {
+    std::fprintf(stderr, "quarnel-host: the system has no thread to give: %s\n", error.what());
+    return EXIT_FAILURE;
   }
 }

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <string_view>
+#include <utility>
 
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
@@ -37,13 +38,25 @@ Lifecycle::Lifecycle(const TrackerContext& context, Counters& counters, DeviceId
 void Lifecycle::start() {
   context_.log.always("Quarnel SDK version " + std::string(kLibraryVersion) + " started build");
   if (!context_.platform.device().currentDevice().isMultitaskingSupported) return;
-  NotificationCenter& center = context_.platform.notificationCenter();
-  center.addObserver(UIApplicationDidEnterBackgroundNotification,
-                     [this](const Value&) { handleEnteredBackground(); });
-  center.addObserver(UIApplicationDidFinishLaunchingNotification,
-                     [this](const Value& userInfo) { handleDidFinishLaunch(userInfo); });
-  center.addObserver(UIApplicationWillResignActiveNotification,
-                     [this](const Value&) { handleWillResignActive(); });
+  observe(UIApplicationDidEnterBackgroundNotification,
+          [this](const Value&) { handleEnteredBackground(); });
+  observe(UIApplicationDidFinishLaunchingNotification,
+          [this](const Value& userInfo) { handleDidFinishLaunch(userInfo); });
+  observe(UIApplicationWillResignActiveNotification,
+          [this](const Value&) { handleWillResignActive(); });
+}
+
+// Handlers run inside the application's call, which nothing of theirs may leave.
+void Lifecycle::observe(std::string_view notification,
+                        std::function<void(const Value& userInfo)> handler) {
+  const auto guarded = [this, notification, handler = std::move(handler)](const Value& userInfo) {
+    try {
+      handler(userInfo);
+    } catch (const std::exception& exception) {
+      context_.log("postNotification", notification, " is not handled: ", exception.what());
+    }
+  };
+  context_.platform.notificationCenter().addObserver(notification, guarded);
 }
 
 void Lifecycle::handleDidFinishLaunch(const Value& userInfo) {

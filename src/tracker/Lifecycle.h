@@ -2,7 +2,9 @@
 
 #include <QuarnelTvOsLib/Value.h>
 
+#include <functional>
 #include <memory>
+#include <string_view>
 
 #include "compose/Counters.h"
 #include "compose/DeviceIdentity.h"
@@ -25,6 +27,8 @@ class Lifecycle {
   void start();
 
  private:
+  // The name has to live as long as this.
+  void observe(std::string_view notification, std::function<void(const Value& userInfo)> handler);
   void handleDidFinishLaunch(const Value& userInfo);
   void handleWillResignActive();
   void handleEnteredBackground();

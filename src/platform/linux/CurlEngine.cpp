@@ -82,21 +82,18 @@ void CurlEngine::processIsExiting() {
 }
 
 void CurlEngine::wake() {
-  if (wakeable_ != nullptr) ::curl_multi_wakeup(wakeable_);
+  if (wakeable_ != nullptr) {
+    ::curl_multi_wakeup(wakeable_);
+  } else {
+    changed_.notify_all();
+  }
 }
 
 void CurlEngine::run() {
   initialiseOpenSsl();
-  if (::curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK) multi_.reset(::curl_multi_init());
+  makeMulti();
   // After the set-up of the libraries below, so that it comes before their own end.
   callAtExit(weak_from_this());
-  if (multi_) {
-    ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits_.connectionsPerHost);
-  }
-  {
-    const std::lock_guard lock(mutex_);
-    wakeable_ = multi_.get();
-  }
   while (!pauseForExit()) transfer();
   {
     const std::lock_guard lock(mutex_);
@@ -106,6 +103,19 @@ void CurlEngine::run() {
   for (const auto& [handle, exchange] : active_) ::curl_multi_remove_handle(multi_.get(), handle);
   active_.clear();
   multi_.reset();
+}
+
+// Leaves `multi_` null when there are no file descriptors for it; then the next exchange tries
+// again.
+void CurlEngine::makeMulti() {
+  if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return;
+  multi_.reset(::curl_multi_init());
+  // libcurl makes one that cannot be woken, too: its poll would sleep through all new work.
+  if (multi_ && ::curl_multi_wakeup(multi_.get()) != CURLM_OK) multi_.reset();
+  if (!multi_) return;
+  ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits_.connectionsPerHost);
+  const std::lock_guard lock(mutex_);
+  wakeable_ = multi_.get();
 }
 
 // Stays in here once the process is exiting. True when the thread is to end.
@@ -136,6 +146,7 @@ std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
 }
 
 void CurlEngine::begin(ExchangePointer exchange) {
+  if (!multi_) makeMulti();
   if (!multi_) {
     end(*exchange);
     exchange->fail(transportError(CURLE_FAILED_INIT));

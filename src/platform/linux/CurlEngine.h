@@ -42,6 +42,7 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
 
   void startThreadOnce();
   void run();
+  void makeMulti();
   void transfer();
   std::vector<ExchangePointer> takeNew();
   bool hasRoomFor(const CurlExchange& exchange) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -21,6 +23,8 @@ namespace quarnel {
 // A few threads that run the jobs of strands: those of one strand one at a time and in order, those
 // of different strands side by side. Queues share the ownership of the pool, so a queue that
 // outlives the dispatcher is harmless: what is posted to it then is dropped.
+//
+// When the system has no thread to give, the work is done by fewer, or waits for one.
 class WorkerPool {
  public:
   using Clock = std::chrono::steady_clock;
@@ -42,7 +46,7 @@ class WorkerPool {
     bool isScheduled = false;
   };
 
-  WorkerPool(const std::string& threadName, int threadCount, std::shared_ptr<LogSink> log);
+  WorkerPool(std::string threadName, int threadCount, std::shared_ptr<LogSink> log);
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
   ~WorkerPool();
@@ -61,14 +65,22 @@ class WorkerPool {
   };
   using DueTime = std::pair<Clock::time_point, std::uint64_t>;
 
+  // Starts the threads that there are not yet. For every piece of new work.
+  void startMissingThreads();
+  // Absent when all threads run, else why not.
+  std::optional<std::string> tryToStartThreads();
   void work();
   void wait(std::unique_lock<std::mutex>& lock);
   void schedule(const std::shared_ptr<Strand>& strand, Job job);
   void scheduleDueJobs();
   void dropJobs();
 
+  const std::string threadName_;
+  const std::size_t threadCount_;
   const std::shared_ptr<LogSink> log_;
-  std::mutex mutex_;  // Guards what follows, except for the threads.
+  std::atomic<bool> isComplete_ = false;  // All threads run.
+  std::atomic<bool> hasComplained_ = false;
+  std::mutex mutex_;  // Guards what follows.
   std::condition_variable changed_;
   std::deque<std::shared_ptr<Strand>> ready_;
   std::map<DueTime, Delayed> delayed_;
