@@ -123,8 +123,10 @@ std::vector<std::string> reportingTo(const Collector& collector,
                 more);
 }
 
-Host::Host(const std::string& state, std::vector<std::string> options)
-    : process_(QUARNEL_HOST_BINARY, withState(state, std::move(options))) {}
+Host::Host(const std::string& state, std::vector<std::string> options,
+           const std::vector<std::string>& variables)
+    : process_("/usr/bin/env", joined(joined(variables, {QUARNEL_HOST_BINARY}),
+                                      withState(state, std::move(options)))) {}
 
 std::string Host::next() {
   auto line = process_.output().next(Clock::now() + kPatience);

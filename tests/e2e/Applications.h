@@ -83,8 +83,9 @@ std::vector<std::string> reportingTo(const Collector& collector,
 
 class Host {
  public:
-  // With the options given, and --state in front.
-  Host(const std::string& state, std::vector<std::string> options);
+  // With the options given, --state in front, and variables added to its environment.
+  Host(const std::string& state, std::vector<std::string> options,
+       const std::vector<std::string>& variables = {});
 
   void run(const std::string& command) { process_.writeLine(command); }
   // The next line of standard output; throws Failure when none comes in time.
