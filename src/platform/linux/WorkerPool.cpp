@@ -1,30 +1,58 @@
 #include "platform/linux/WorkerPool.h"
 
+#include <system_error>
+
 #include "platform/linux/GuardedTask.h"
 #include "platform/linux/Threads.h"
 
 namespace quarnel {
 
-WorkerPool::WorkerPool(const std::string& threadName, int threadCount, std::shared_ptr<LogSink> log)
-    : log_(std::move(log)) {
-  for (int i = 0; i < threadCount; ++i) {
-    threads_.push_back(startThread(threadName, [this] { work(); }));
-  }
+WorkerPool::WorkerPool(std::string threadName, int threadCount, std::shared_ptr<LogSink> log)
+    : threadName_(std::move(threadName)),
+      threadCount_(static_cast<std::size_t>(threadCount)),
+      log_(std::move(log)) {
+  threads_.reserve(threadCount_);
+  startMissingThreads();
 }
 
 WorkerPool::~WorkerPool() { stop(); }
 
 void WorkerPool::post(const std::shared_ptr<Strand>& strand, Job job) {
-  const std::lock_guard lock(mutex_);
-  if (!stopped_) schedule(strand, std::move(job));
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return;
+    schedule(strand, std::move(job));
+  }
+  startMissingThreads();
 }
 
 void WorkerPool::postAt(Clock::time_point due, std::shared_ptr<Strand> strand, Job job) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return;
+    const auto place = delayed_.try_emplace(DueTime(due, nextNumber_++),
+                                            Delayed{std::move(strand), std::move(job)});
+    if (place.first == delayed_.begin()) changed_.notify_one();
+  }
+  startMissingThreads();
+}
+
+void WorkerPool::startMissingThreads() {
+  if (isComplete_.load(std::memory_order_relaxed)) return;
+  const auto reason = tryToStartThreads();
+  if (!reason || hasComplained_.exchange(true)) return;
+  log_->write("Quarnel: a thread of " + threadName_ + " cannot be started now: " + *reason);
+}
+
+std::optional<std::string> WorkerPool::tryToStartThreads() try {
   const std::lock_guard lock(mutex_);
-  if (stopped_) return;
-  const auto place =
-      delayed_.try_emplace(DueTime(due, nextNumber_++), Delayed{std::move(strand), std::move(job)});
-  if (place.first == delayed_.begin()) changed_.notify_one();
+  while (!stopped_ && threads_.size() < threadCount_) {
+    threads_.push_back(startThread(threadName_, [this] { work(); }));
+  }
+  isComplete_ = true;
+  return std::nullopt;
+} catch (const std::system_error& error) {
+  return error.what();
 }
 
 void WorkerPool::stop() {
@@ -33,6 +61,7 @@ void WorkerPool::stop() {
     if (std::exchange(stopped_, true)) return;
     changed_.notify_all();
   }
+  // No thread is added any more.
   for (std::thread& thread : threads_) thread.join();
   dropJobs();
 }
