@@ -42,8 +42,8 @@ class QUARNEL_EXPORT HostEnvironment {
   // Default: the XDG base directories, each in a folder named by the bundle identifier.
   void setStateDirectory(std::string path);
 
-  // The file that holds what outlives removal of the application. Default:
-  // $XDG_DATA_HOME/quarnel/keychain.db.
+  // The file that holds what outlives removal of the application, and nothing else then does.
+  // Default: $XDG_DATA_HOME/quarnel/keychain.db, and a copy in the desktop session's keyring.
   void setKeychainFile(std::string path);
 
   // A PEM file of certificate authorities to trust instead of the system's.

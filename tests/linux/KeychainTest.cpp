@@ -1,73 +1,52 @@
 #include <gtest/gtest.h>
 
+#include "KeychainSupport.h"
 #include "Support.h"
 #include "platform/linux/SqliteKeychain.h"
 
 namespace quarnel::test {
+
+void expectKeychain(Keychain& keychain) {
+  const Dictionary query = item("service", "account");
+  const Dictionary others[] = {item("service2", "account"), item("service", "account2"),
+                               with(query, kSecAttrAccessGroup, "group"),
+                               with(query, kSecClass, "other")};
+  EXPECT_EQ(find(keychain, query), "not found");
+  EXPECT_EQ(keychain.update(query, withData("x")), KeychainStatus::kItemNotFound);
+  EXPECT_EQ(keychain.remove(query), KeychainStatus::kItemNotFound);
+  EXPECT_EQ(keychain.add(with(query, kSecValueData, bytes("first"))), KeychainStatus::kSuccess);
+  EXPECT_EQ(keychain.add(with(query, kSecValueData, bytes("second"))),
+            KeychainStatus::kDuplicateItem);
+  EXPECT_EQ(find(keychain, query), "first");
+  EXPECT_EQ(find(keychain, with(query, kSecAttrAccount, "account")), "first") << "text or bytes";
+  for (const Dictionary& other : others) EXPECT_EQ(find(keychain, other), "not found");
+  EXPECT_EQ(keychain.update(query, withData("")), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain, query), "");
+  const std::string binary("\0\xff\n", 3);
+  EXPECT_EQ(keychain.update(query, withData(binary)), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain, query), binary);
+  EXPECT_EQ(keychain.remove(query), KeychainStatus::kSuccess);
+  EXPECT_EQ(find(keychain, query), "not found");
+}
+
 namespace {
-
-Bytes bytes(const std::string& text) { return {text.begin(), text.end()}; }
-
-Dictionary item(const std::string& service, const std::string& account) {
-  return {{std::string(kSecClass), kSecClassGenericPassword},
-          {std::string(kSecAttrGeneric), bytes(account)},
-          {std::string(kSecAttrAccount), bytes(account)},
-          {std::string(kSecAttrService), service},
-          {std::string(kSecAttrAccessible), kSecAttrAccessibleAlwaysThisDeviceOnly}};
-}
-
-Dictionary with(Dictionary query, std::string_view attribute, Value value) {
-  query.set(std::string(attribute), std::move(value));
-  return query;
-}
-
-Dictionary withData(const std::string& data) { return with({}, kSecValueData, bytes(data)); }
 
 class KeychainTest : public testing::Test {
  protected:
-  std::string find(SqliteKeychain& keychain, const Dictionary& query) {
-    Bytes data;
-    switch (keychain.copyMatching(query, &data)) {
-      case KeychainStatus::kSuccess:
-        return {data.begin(), data.end()};
-      case KeychainStatus::kItemNotFound:
-        return "not found";
-      default:
-        return "failure";
-    }
-  }
-
   TemporaryDirectory directory_;
   const std::string path_ = directory_ / "made/keychain.db";
   RecordingLog log_;
   SqliteKeychain keychain_{path_, "com.example.app", log_};
 };
 
-TEST_F(KeychainTest, AddsFindsUpdatesAndRemovesItems) {
+TEST_F(KeychainTest, KeepsItemsInAFileOfTheUsers) {
+  expectKeychain(keychain_);
   const Dictionary query = item("service", "account");
-  const Dictionary others[] = {item("service2", "account"), item("service", "account2"),
-                               with(query, kSecAttrAccessGroup, "group"),
-                               with(query, kSecClass, "other")};
-  EXPECT_EQ(find(keychain_, query), "not found");
-  EXPECT_EQ(keychain_.update(query, withData("x")), KeychainStatus::kItemNotFound);
-  EXPECT_EQ(keychain_.remove(query), KeychainStatus::kItemNotFound);
-  EXPECT_EQ(keychain_.add(with(query, kSecValueData, bytes("first"))), KeychainStatus::kSuccess);
-  EXPECT_EQ(keychain_.add(with(query, kSecValueData, bytes("second"))),
-            KeychainStatus::kDuplicateItem);
-  EXPECT_EQ(find(keychain_, query), "first");
-  for (const Dictionary& other : others) EXPECT_EQ(find(keychain_, other), "not found");
-  EXPECT_EQ(keychain_.update(query, withData("")), KeychainStatus::kSuccess);
-  EXPECT_EQ(find(keychain_, query), "");
-  EXPECT_EQ(keychain_.update(query, withData("third")), KeychainStatus::kSuccess);
-  {
-    SqliteKeychain again(path_, "com.example.app", log_);
-    EXPECT_EQ(find(again, query), "third");
-    EXPECT_EQ(find(again, with(query, kSecAttrAccount, "account")), "third") << "text or bytes";
-    SqliteKeychain otherApplication(path_, "com.example.other", log_);
-    EXPECT_EQ(find(otherApplication, query), "not found");
-  }
-  EXPECT_EQ(keychain_.remove(query), KeychainStatus::kSuccess);
-  EXPECT_EQ(find(keychain_, query), "not found");
+  EXPECT_EQ(keychain_.add(with(query, kSecValueData, bytes("kept"))), KeychainStatus::kSuccess);
+  SqliteKeychain again(path_, "com.example.app", log_);
+  EXPECT_EQ(find(again, query), "kept");
+  SqliteKeychain otherApplication(path_, "com.example.other", log_);
+  EXPECT_EQ(find(otherApplication, query), "not found");
   EXPECT_EQ(modeOf(path_), 0600U);
   EXPECT_EQ(modeOf(directory_ / "made"), 0700U);
 }

@@ -6,6 +6,8 @@
 #include "platform/linux/Directories.h"
 #include "platform/linux/LocalNotificationCenter.h"
 #include "platform/linux/LogSinks.h"
+#include "platform/linux/MirroredKeychain.h"
+#include "platform/linux/SecretServiceKeychain.h"
 
 namespace quarnel {
 namespace {
@@ -18,6 +20,17 @@ std::shared_ptr<LogSink> makeLogSink(const HostOptions& options) {
 // Not in a directory of the application, so that it outlives the application's removal.
 std::string keychainPath(const HostOptions& options) {
   return options.keychainFile.value_or(xdgDataHome() + "/quarnel/keychain.db");
+}
+
+// A file that the host application has chosen is the keychain, and nothing else is.
+std::unique_ptr<Keychain> makeMirroredKeychain(const HostOptions& options, Keychain& file,
+                                               LinuxDispatcher& dispatcher) {
+  if (options.keychainFile) return nullptr;
+  std::shared_ptr<Keychain> mirror =
+      makeSessionKeychain(options.bundle.bundleIdentifier.value_or(""));
+  if (!mirror) return nullptr;
+  return std::make_unique<MirroredKeychain>(file, std::move(mirror),
+                                            dispatcher.makeSerialQueue("keychain mirror"));
 }
 
 }  // namespace
@@ -43,7 +56,8 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
                                              log_)),
       counters_(CounterFile::make(directories.library + "/Preferences/report-counters",
                                   dispatcher_.makeUncountedQueue("counters"), log_)),
-      keychain_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""), *log_),
+      keychainFile_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""), *log_),
+      mirroredKeychain_(makeMirroredKeychain(options, keychainFile_, dispatcher_)),
       engine_(std::make_shared<CurlEngine>(options.certificateAuthorityFile, pending_)),
       network_(engine_, dispatcher_) {}
 
@@ -52,6 +66,11 @@ LinuxPlatform::~LinuxPlatform() {
   engine_->stop();
   dispatcher_.stop();
   counters_->save();
+}
+
+Keychain& LinuxPlatform::keychain() {
+  if (mirroredKeychain_) return *mirroredKeychain_;
+  return keychainFile_;
 }
 
 NotificationCenter& LinuxPlatform::notificationCenter() { return defaultNotificationCenter(); }

@@ -31,7 +31,7 @@ class LinuxPlatform final : public Platform {
   Dispatcher& dispatcher() override { return dispatcher_; }
   Network& network() override { return network_; }
   UserDefaults& userDefaults() override { return *userDefaults_; }
-  Keychain& keychain() override { return keychain_; }
+  Keychain& keychain() override;
   Device& device() override { return device_; }
   FileSystem& fileSystem() override { return fileSystem_; }
   NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
@@ -64,7 +64,8 @@ class LinuxPlatform final : public Platform {
   LinuxDispatcher dispatcher_;
   const std::shared_ptr<SqliteUserDefaults> userDefaults_;
   const std::shared_ptr<CounterFile> counters_;
-  SqliteKeychain keychain_;
+  SqliteKeychain keychainFile_;
+  const std::unique_ptr<Keychain> mirroredKeychain_;  // Null: the file alone.
   const std::shared_ptr<CurlEngine> engine_;
   CurlNetwork network_;
 };

@@ -1,8 +1,9 @@
 #include "platform/linux/SqliteKeychain.h"
 
-#include <optional>
 #include <string_view>
 #include <utility>
+
+#include "platform/linux/KeychainAttribute.h"
 
 namespace quarnel {
 namespace {
@@ -27,17 +28,6 @@ constexpr int kData = 5;
 constexpr int kGeneric = 6;
 constexpr int kAccessible = 7;
 
-// Attributes come as text or as bytes; both name the same item. Absent for other types.
-std::optional<std::string_view> attribute(const Dictionary& query, std::string_view name) {
-  const Value* const value = query.find(name);
-  if (value == nullptr) return std::nullopt;
-  if (const std::string* text = value->text()) return *text;
-  if (const Bytes* bytes = value->bytes()) {
-    return std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size());
-  }
-  return std::nullopt;
-}
-
 void bindBlob(const SqliteStatement& statement, int parameter, std::string_view bytes) {
   // A null pointer would be stored as NULL.
   ::sqlite3_bind_blob64(statement.get(), parameter, bytes.empty() ? "" : bytes.data(), bytes.size(),
@@ -46,7 +36,7 @@ void bindBlob(const SqliteStatement& statement, int parameter, std::string_view 
 
 bool bindAttribute(const SqliteStatement& statement, int parameter, const Dictionary& attributes,
                    std::string_view name) {
-  const auto value = attribute(attributes, name);
+  const auto value = keychainAttribute(attributes, name);
   if (value) bindBlob(statement, parameter, *value);
   return value.has_value();
 }
@@ -61,7 +51,7 @@ SqliteKeychain::SqliteKeychain(std::string path, std::string ownAccessGroup, Log
       file_("keychain", std::move(path), kTable, SqliteFile::Durability::kPowerLoss) {}
 
 bool SqliteKeychain::bindItem(const SqliteStatement& statement, const Dictionary& query) const {
-  bindBlob(statement, 4, attribute(query, kSecAttrAccessGroup).value_or(ownAccessGroup_));
+  bindBlob(statement, 4, keychainAttribute(query, kSecAttrAccessGroup).value_or(ownAccessGroup_));
   return bindAttribute(statement, 1, query, kSecClass) &&
          bindAttribute(statement, 2, query, kSecAttrService) &&
          bindAttribute(statement, 3, query, kSecAttrAccount);
