@@ -13,6 +13,13 @@ void SimulatedUserDefaults::set(std::string_view key, Value value) {
 
 void SimulatedUserDefaults::remove(std::string_view key) { values.erase(std::string(key)); }
 
+Value SimulatedUserDefaults::modify(std::string_view key, const ValueChange& change) {
+  Value value = change(get(key));
+  set(key, value);
+  synchronize();
+  return value;
+}
+
 bool SimulatedUserDefaults::synchronize() {
   ++synchronizeCount;
   return true;

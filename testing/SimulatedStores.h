@@ -16,6 +16,7 @@ class SimulatedUserDefaults : public UserDefaults {
   std::optional<Value> get(std::string_view key) const override;
   void set(std::string_view key, Value value) override;
   void remove(std::string_view key) override;
+  Value modify(std::string_view key, const ValueChange& change) override;
   bool synchronize() override;
 
   std::map<std::string, Value> values;

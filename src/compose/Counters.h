@@ -8,7 +8,7 @@
 namespace quarnel {
 
 // The persistent counters and the time since the previous report. A missing value always means
-// "first time". Not atomic by themselves: reports are built one at a time.
+// "first time". No two increases give the same number, not even in two processes.
 class Counters {
  public:
   explicit Counters(const TrackerContext& context) : context_(context) {}
@@ -27,7 +27,7 @@ class Counters {
   double getTimePassedSinceLastLaunch();
 
  private:
-  std::int32_t increaseAndStore(std::string_view key, std::int32_t number);
+  std::int32_t increaseAndStore(std::string_view key);
 
   const TrackerContext& context_;
 };

@@ -32,9 +32,13 @@ std::string DeviceIdentity::getQuarnelUID() {
   if (const auto stored = storedText(defaults, keys::kUserId); stored && !stored->empty()) {
     return *stored;
   }
-  std::string identifier = generateQuarnelId();
-  defaults.set(keys::kUserId, identifier);
-  defaults.synchronize();
+  const std::string identifier = generateQuarnelId();
+  const Value kept = defaults.modify(keys::kUserId, [&](const std::optional<Value>& stored) {
+    const bool isMade = stored && stored->text() != nullptr && !stored->text()->empty();
+    return isMade ? *stored : Value(identifier);
+  });
+  // A second process of the application was quicker.
+  if (*kept.text() != identifier) return validUtf8(*kept.text());
   if (!getKeychainData()) scheduleKeychainWrite(identifier);
   return identifier;
 }

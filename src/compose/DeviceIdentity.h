@@ -19,7 +19,8 @@ class DeviceIdentity {
  public:
   explicit DeviceIdentity(const TrackerContext& context) : context_(context) {}
 
-  // Never empty. Callable from any thread; simultaneous first calls get the same identifier.
+  // Never empty. Callable from any thread; simultaneous first calls, in this
+  // process or another one of the application, get the same identifier.
   std::string getQuarnelUID();
 
   // The kernel's name of the hardware with ";" for ",".

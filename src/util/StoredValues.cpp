@@ -40,8 +40,12 @@ std::optional<std::string> storedText(const UserDefaults& defaults, std::string_
   }
 }
 
+std::int64_t storedInteger(const std::optional<Value>& stored) {
+  return stored ? toInteger(*stored) : 0;
+}
+
 std::int64_t storedInteger(const UserDefaults& defaults, std::string_view key) {
-  return toInteger(defaults.get(key).value_or(Value()));
+  return storedInteger(defaults.get(key));
 }
 
 double storedDouble(const UserDefaults& defaults, std::string_view key) {

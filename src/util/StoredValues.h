@@ -12,6 +12,7 @@
 namespace quarnel {
 
 std::optional<std::string> storedText(const UserDefaults& defaults, std::string_view key);
+std::int64_t storedInteger(const std::optional<Value>& stored);                  // 0 when absent.
 std::int64_t storedInteger(const UserDefaults& defaults, std::string_view key);  // 0 when absent.
 double storedDouble(const UserDefaults& defaults, std::string_view key);         // 0 when absent.
 bool storedBoolean(const UserDefaults& defaults, std::string_view key);  // False when absent.

@@ -114,6 +114,24 @@ bool SqliteUserDefaults::synchronize() {
   return false;
 }
 
+Value SqliteUserDefaults::modify(std::string_view key, const ValueChange& change) {
+  DeferredLog log(*log_);
+  const std::lock_guard lock(fileMutex_);
+  std::optional<Value> result;
+  const auto apply = [&] {
+    const std::lock_guard valuesLock(mutex_);
+    const auto found = values_.find(key);
+    result = change(found == values_.end() ? std::nullopt : std::optional(found->second));
+    values_.insert_or_assign(std::string(key), *result);
+    uncommitted_.insert_or_assign(std::string(key), *result);
+  };
+  if (!commit(log, apply)) {
+    if (!result) apply();  // Without a file the step is one for this process alone.
+    if (file_.isOpen() || !commit(log)) scheduleFlush();
+  }
+  return *result;
+}
+
 // Opens the file and takes over what it holds. False when it cannot be used now.
 bool SqliteUserDefaults::prepareFile(DeferredLog& log) const {
   if (!file_.open(log)) return false;
@@ -123,63 +141,84 @@ bool SqliteUserDefaults::prepareFile(DeferredLog& log) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [key, value] : values_) uncommitted_.try_emplace(key, value);
   }
-  Values stored;
-  const auto readAll = [&stored](sqlite3* database) {
-    SqliteStatement rows(database, "SELECT key, type, value FROM defaults");
-    if (!rows.get()) return ::sqlite3_extended_errcode(database);
-    int code = SQLITE_ROW;
-    while ((code = ::sqlite3_step(rows.get())) == SQLITE_ROW) {
-      std::string key(columnKey(rows));
-      if (auto value = readSqliteValue(rows.get(), 1)) {
-        stored.insert_or_assign(std::move(key), *std::move(value));
-      }
-    }
-    return code == SQLITE_DONE ? SQLITE_OK : code;
-  };
-  if (!file_.read(readAll, log)) return false;
+  if (!file_.read([this](sqlite3* database) { return load(database); }, log)) return false;
   knownGeneration_ = file_.generation();
-  mergeStored(std::move(stored));
+  knownVersion_ = 0;
   return true;
+}
+
+int SqliteUserDefaults::load(sqlite3* database) const {
+  Values stored;
+  SqliteStatement rows(database, "SELECT key, type, value FROM defaults");
+  if (!rows.get()) return ::sqlite3_extended_errcode(database);
+  int code = SQLITE_ROW;
+  while ((code = ::sqlite3_step(rows.get())) == SQLITE_ROW) {
+    std::string key(columnKey(rows));
+    if (auto value = readSqliteValue(rows.get(), 1)) {
+      stored.insert_or_assign(std::move(key), *std::move(value));
+    }
+  }
+  if (code != SQLITE_DONE) return code;
+  mergeStored(std::move(stored));
+  return SQLITE_OK;
+}
+
+// In a transaction: else the version could be a later one than what is loaded.
+int SqliteUserDefaults::loadIfChanged(sqlite3* database) const {
+  SqliteStatement version(database, "PRAGMA data_version");
+  if (!version.get() || ::sqlite3_step(version.get()) != SQLITE_ROW) {
+    return ::sqlite3_extended_errcode(database);
+  }
+  const std::int64_t current = ::sqlite3_column_int64(version.get(), 0);
+  if (current == knownVersion_) return SQLITE_OK;
+  const int code = load(database);
+  if (code == SQLITE_OK) knownVersion_ = current;
+  return code;
 }
 
 void SqliteUserDefaults::mergeStored(Values stored) const {
   const std::lock_guard lock(mutex_);
   for (auto& [key, value] : stored) {
-    if (uncommitted_.find(key) == uncommitted_.end()) {
-      values_.try_emplace(key, std::move(value));
-    }
+    if (uncommitted_.find(key) == uncommitted_.end()) values_.insert_or_assign(key, value);
   }
 }
 
-bool SqliteUserDefaults::commit(DeferredLog& log) {
+// `change` is called once it is certain that no other process writes meanwhile.
+bool SqliteUserDefaults::commit(DeferredLog& log, const std::function<void()>& change) {
   if (!prepareFile(log)) return false;
   Changes changes;
-  {
-    const std::lock_guard lock(mutex_);
-    changes.swap(uncommitted_);
-  }
-  const auto writeAll = [&changes, &log](sqlite3* database) {
-    SqliteStatement store(database, "INSERT OR REPLACE INTO defaults VALUES(?1, ?2, ?3)");
-    SqliteStatement erase(database, "DELETE FROM defaults WHERE key = ?1");
-    if (!store.get() || !erase.get()) return ::sqlite3_extended_errcode(database);
-    int code = SQLITE_OK;
-    for (auto change = changes.begin(); code == SQLITE_OK && change != changes.end(); ++change) {
-      const auto& [key, value] = *change;
-      SqliteStatement& statement = value ? store : erase;
-      bindKey(statement, key);
-      std::string why;
-      if (value && !bindSqliteValue(statement.get(), 2, *value, &why)) {
-        log.add("the user default \"" + key + "\" is kept in memory only: " + why);
-        continue;
-      }
-      code = statement.run();
+  const auto writeAll = [&](sqlite3* database) {
+    if (const int code = loadIfChanged(database)) return code;
+    if (change) change();
+    {
+      const std::lock_guard lock(mutex_);
+      changes.swap(uncommitted_);
     }
-    return code;
+    return writeChanges(database, changes, log);
   };
   if (file_.transact(writeAll, log)) return true;
   const std::lock_guard lock(mutex_);
   uncommitted_.merge(changes);  // What was changed again meanwhile stays as it is.
   return false;
+}
+
+int SqliteUserDefaults::writeChanges(sqlite3* database, const Changes& changes, DeferredLog& log) {
+  SqliteStatement store(database, "INSERT OR REPLACE INTO defaults VALUES(?1, ?2, ?3)");
+  SqliteStatement erase(database, "DELETE FROM defaults WHERE key = ?1");
+  if (!store.get() || !erase.get()) return ::sqlite3_extended_errcode(database);
+  int code = SQLITE_OK;
+  for (auto change = changes.begin(); code == SQLITE_OK && change != changes.end(); ++change) {
+    const auto& [key, value] = *change;
+    SqliteStatement& statement = value ? store : erase;
+    bindKey(statement, key);
+    std::string why;
+    if (value && !bindSqliteValue(statement.get(), 2, *value, &why)) {
+      log.add("the user default \"" + key + "\" is kept in memory only: " + why);
+      continue;
+    }
+    code = statement.run();
+  }
+  return code;
 }
 
 }  // namespace quarnel

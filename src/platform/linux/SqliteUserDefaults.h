@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,7 +18,8 @@
 namespace quarnel {
 
 // The settings in memory, with an SQLite file behind them. Changes that nobody synchronises are
-// committed a moment later, and at the end of the process.
+// committed a moment later, and at the end of the process; each commit also brings in what other
+// processes have stored since the last one.
 class SqliteUserDefaults final : public UserDefaults,
                                  public ExitParticipant,
                                  public std::enable_shared_from_this<SqliteUserDefaults> {
@@ -30,6 +32,7 @@ class SqliteUserDefaults final : public UserDefaults,
   std::optional<Value> get(std::string_view key) const override;
   void set(std::string_view key, Value value) override;
   void remove(std::string_view key) override;
+  Value modify(std::string_view key, const ValueChange& change) override;
   bool synchronize() override;
   void processIsExiting() override { synchronize(); }
 
@@ -44,8 +47,11 @@ class SqliteUserDefaults final : public UserDefaults,
   void change(std::string_view key, std::optional<Value> value);
   void scheduleFlush();
   bool prepareFile(DeferredLog& log) const;
+  int load(sqlite3* database) const;
+  int loadIfChanged(sqlite3* database) const;
   void mergeStored(Values stored) const;
-  bool commit(DeferredLog& log);
+  bool commit(DeferredLog& log, const std::function<void()>& change = {});
+  int writeChanges(sqlite3* database, const Changes& changes, DeferredLog& log);
 
   const std::shared_ptr<SerialQueue> flushQueue_;
   const std::shared_ptr<LogSink> log_;
@@ -55,6 +61,7 @@ class SqliteUserDefaults final : public UserDefaults,
   mutable std::mutex fileMutex_;
   mutable SqliteFile file_;
   mutable int knownGeneration_ = 0;
+  mutable std::int64_t knownVersion_ = 0;  // Differs when another process has written.
   mutable std::atomic<bool> loaded_ = false;
 
   mutable std::mutex mutex_;
