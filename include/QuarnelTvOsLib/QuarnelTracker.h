@@ -36,6 +36,9 @@ struct ServiceConfiguration;
 // Configuration: properties may be set at any time; a report uses the values at the moment it is
 // built, shortly after the call. A report without a developer key is dropped.
 //
+// Processes: in a child that was forked after the first sharedTracker() every operation does
+// nothing and answers with an absent value, false or an empty text.
+//
 // Text is UTF-8; bytes that are not are replaced by U+FFFD. Sizes are not limited, but what waits
 // is: while 16,384 reports or 64 MiB of their values wait to be built, further ones are not taken,
 // which diagnostics() tells.
@@ -179,8 +182,9 @@ class QUARNEL_EXPORT QuarnelTracker {
   // --- Questions and control -------------------------------------------------------------------
 
   // The identifier of this installation, for example "1447545600000-4821337"; never empty. The
-  // first call of an installation makes it and writes it to disk on the calling thread; later ones
-  // read it from memory. May be called before configuration.
+  // first call of an installation makes it and writes it to disk on the calling thread, and waits
+  // half a second at most for the keyring of the desktop session; later ones read it from memory.
+  // May be called before configuration.
   std::string getQuarnelUID();
 
   // What became of all reports so far, for an application that wants to prove that nothing was lost

@@ -12,6 +12,10 @@ namespace quarnel {
 // memory instead.
 std::unique_ptr<Platform> makePlatform(const HostOptions& options);
 
+// Whether this process was forked from one that had made a platform. Nothing of that may be used
+// here: its threads are not there, its locks may be held for ever, its files are the parent's.
+bool isForkedChild();
+
 // The notification centre of this process, shared by every platform made in it.
 NotificationCenter& defaultNotificationCenter();
 

@@ -40,6 +40,7 @@ QuarnelTracker* makeSharedTracker() {
 }  // namespace
 
 bool QuarnelTracker::configureSharedTracker(const HostEnvironment& environment) {
+  if (isForkedChild()) return false;
   SharedSetup& setup = sharedSetup();
   std::lock_guard lock(setup.mutex);
   if (setup.isMade) return false;
@@ -53,6 +54,7 @@ QuarnelTracker& QuarnelTracker::sharedTracker() {
 }
 
 void postNotification(std::string_view name, const Value& userInfo) {
+  if (isForkedChild()) return;
   defaultNotificationCenter().post(name, userInfo);
 }
 

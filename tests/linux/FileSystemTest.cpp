@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -30,6 +32,23 @@ TEST_F(FileSystemTest, DirectoriesAreMadeForTheUserOnly) {
   writeFile(directory_ / "file", "");
   EXPECT_TRUE(files_.createDirectory(directory_ / "file", false));
   EXPECT_TRUE(files_.createDirectory(directory_ / "file/below", true));
+}
+
+TEST_F(FileSystemTest, WithoutHomeTheUserDatabaseTellsIt) {
+  ::setenv("XDG_DATA_HOME", "relative", 1);
+  for (const char* const home : {"", "relative"}) {
+    ::setenv("HOME", home, 1);
+    EXPECT_EQ(xdgDataHome(), ::getpwuid(::getuid())->pw_dir + std::string("/.local/share"));
+  }
+  ::unsetenv("HOME");
+  EXPECT_EQ(xdgDataHome().front(), '/');
+  ::unsetenv("XDG_RUNTIME_DIR");
+  const std::string temporary = userTemporaryDirectory();
+  EXPECT_EQ(modeOf(temporary), 0700U) << temporary;
+  // Somebody else may have been there first.
+  std::filesystem::permissions(temporary, std::filesystem::perms(0777));
+  EXPECT_EQ(userTemporaryDirectory(), "/dev/null");
+  std::filesystem::permissions(temporary, std::filesystem::perms(0700));
 }
 
 TEST_F(FileSystemTest, BundleIdentifiersLeadNowhereElse) {

@@ -171,6 +171,35 @@ TEST_F(CacheTest, NamesAreNeverReused) {
   EXPECT_EQ(bodies.size(), 6u);
 }
 
+TEST_F(CacheTest, AClockThatIsSetCostsNoRecord) {
+  using std::chrono::sys_days;
+  using std::chrono::year;
+  const struct {
+    int writtenIn, sentIn;
+    const char* seconds;
+  } cases[] = {{1970, 2016, "1451606400"},  // A device before it has asked for the time.
+               {2016, 2030, "441849600"},
+               {2030, 2016, "-441849600"}};
+  for (const auto& each : cases) {
+    goOffline();
+    platform.setNow(sys_days(year(each.writtenIn) / 1 / 1));
+    event();
+    ASSERT_EQ(platform.files().size(), 1u);
+    platform.restartApplication();
+    configure();
+    platform.setNow(sys_days(year(each.sentIn) / 1 / 1));
+    goOnline();
+    sent();
+    event();
+    platform.advance(seconds(1));
+    const std::vector<std::string> expected = {
+        "", "&timeincache=" + std::string(each.seconds) + ".000000&isCachedRequest=true"};
+    EXPECT_EQ(sent(), expected);
+    EXPECT_TRUE(platform.files().empty());
+  }
+  EXPECT_EQ(*platform.reports("key").end()[-2].find("iaecounter")->integer(), 6);
+}
+
 TEST_F(CacheTest, HostileFilesAreSkippedAndStay) {
   plant("no number.qn", record("a"));
   plant("noextension", record("b"));

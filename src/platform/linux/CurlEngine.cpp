@@ -16,6 +16,8 @@ constexpr std::chrono::milliseconds kLongestPoll = std::chrono::hours(1);
 // How long the end of the process waits for the network thread to keep still.
 constexpr std::chrono::milliseconds kExitPatience{2000};
 
+Error endOfProcess() { return transportError(CURLE_ABORTED_BY_CALLBACK, "The process is ending"); }
+
 }  // namespace
 
 CurlEngine::CurlEngine(std::optional<std::string> authorityFile,
@@ -31,6 +33,10 @@ void CurlEngine::start(HttpRequest request, ExchangeDone done) {
   if (stopping_) return;
   if (!hasRoomFor(*exchange)) {
     exchange->fail(transportError(CURLE_AGAIN, "Too many requests are waiting"));
+    return;
+  }
+  if (exiting_) {
+    exchange->fail(endOfProcess());
     return;
   }
   try {
@@ -100,8 +106,7 @@ void CurlEngine::run() {
     wakeable_ = nullptr;
     new_.clear();
   }
-  for (const auto& [handle, exchange] : active_) ::curl_multi_remove_handle(multi_.get(), handle);
-  active_.clear();
+  while (!active_.empty()) takeActive(active_.begin()->first);
   multi_.reset();
 }
 
@@ -122,6 +127,9 @@ void CurlEngine::makeMulti() {
 bool CurlEngine::pauseForExit() {
   std::unique_lock lock(mutex_);
   if (exiting_) {
+    lock.unlock();
+    failAll();
+    lock.lock();
     paused_ = true;
     changed_.notify_all();
     changed_.wait(lock, [this] { return stopping_; });
@@ -172,11 +180,25 @@ void CurlEngine::completeFinished() {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* const handle = message->easy_handle;
     const CURLcode code = message->data.result;
-    ::curl_multi_remove_handle(multi_.get(), handle);
-    const auto finished = active_.extract(handle);
-    end(*finished.mapped());
-    finished.mapped()->finish(code);
+    takeActive(handle)->finish(code);
   }
+}
+
+// An answer that would come now has nobody to come to. What fails is kept for the next start, if
+// the application waits for the queues or they are quick enough.
+void CurlEngine::failAll() {
+  for (const ExchangePointer& exchange : takeNew()) {
+    end(*exchange);
+    exchange->fail(endOfProcess());
+  }
+  while (!active_.empty()) takeActive(active_.begin()->first)->fail(endOfProcess());
+}
+
+CurlEngine::ExchangePointer CurlEngine::takeActive(CURL* handle) {
+  ::curl_multi_remove_handle(multi_.get(), handle);
+  ExchangePointer exchange = std::move(active_.extract(handle).mapped());
+  end(*exchange);
+  return exchange;
 }
 
 }  // namespace quarnel

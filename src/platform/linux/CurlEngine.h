@@ -31,7 +31,8 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   // Drops what is in flight and ends the thread.
   void stop();
 
-  // Keeps the thread away from libraries that tear themselves down at exit.
+  // Fails what is in flight and what comes later, and keeps the thread away from libraries that
+  // tear themselves down at exit.
   void processIsExiting() override;
 
  private:
@@ -49,6 +50,8 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   void begin(ExchangePointer exchange);
   void completeFinished();
   void end(const CurlExchange& exchange);
+  ExchangePointer takeActive(CURL* handle);
+  void failAll();
   bool pauseForExit();
   void wake();
 

@@ -1,5 +1,7 @@
 #include "platform/linux/CurlExchange.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <string_view>
 #include <utility>
@@ -18,6 +20,11 @@ bool isTokenCharacter(char c) {
 
 bool isHeaderName(const std::string& name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
+}
+
+// The programs that the application starts would inherit sockets that libcurl opens.
+curl_socket_t openSocket(void* /*context*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
 // What would end the header, or the text as libcurl sees it, and let the rest be something else.
@@ -110,6 +117,7 @@ void CurlExchange::setTransport(const std::optional<std::string>& authorityFile,
   ::curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &CurlExchange::receive);
   ::curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
   ::curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit_));
+  ::curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
   ::curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   ::curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
   ::curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "https");

@@ -22,7 +22,15 @@ std::optional<std::string> absolutePathFrom(const char* variable) {
   return value;
 }
 
-std::string fallbackDirectory() { return "/tmp/quarnel-" + std::to_string(::getuid()); }
+// Anybody may have made a directory in /tmp. If it is not this user's alone nothing can be stored.
+std::string fallbackDirectory() {
+  std::string path = "/tmp/quarnel-" + std::to_string(::getuid());
+  ::mkdir(path.c_str(), 0700);
+  struct stat status {};
+  const bool isOurs = ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+                      status.st_uid == ::getuid() && (status.st_mode & 077) == 0;
+  return isOurs ? path : "/dev/null";
+}
 
 std::string homeDirectory() {
   if (auto home = absolutePathFrom("HOME")) return *std::move(home);

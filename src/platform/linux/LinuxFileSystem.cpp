@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 
 #include "platform/linux/Directories.h"
@@ -51,10 +50,7 @@ std::optional<struct statx> attributes(const std::string& path) {
 ApplicationDirectories applicationDirectories(const std::optional<std::string>& stateDirectory,
                                               const std::optional<std::string>& bundleIdentifier) {
   if (stateDirectory) {
-    std::error_code error;
-    std::string base = std::filesystem::absolute(*stateDirectory, error).string();
-    if (error) base = *stateDirectory;
-    base = withoutTrailingSlashes(std::move(base));
+    const std::string base = withoutTrailingSlashes(*stateDirectory);
     return {base + "/Library", base + "/Caches", base + "/tmp"};
   }
   const std::string folder = "/" + applicationFolderName(bundleIdentifier);

@@ -1,9 +1,14 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "platform/PlatformFactory.h"
 #include "platform/linux/Directories.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/ForkedChild.h"
 #include "platform/linux/LocalNotificationCenter.h"
 #include "platform/linux/LogSinks.h"
 #include "platform/linux/MirroredKeychain.h"
@@ -20,6 +25,29 @@ std::shared_ptr<LogSink> makeLogSink(const HostOptions& options) {
 // Not in a directory of the application, so that it outlives the application's removal.
 std::string keychainPath(const HostOptions& options) {
   return options.keychainFile.value_or(xdgDataHome() + "/quarnel/keychain.db");
+}
+
+// The application may change its working directory later.
+HostOptions withAbsolutePaths(HostOptions options) {
+  for (auto* const path :
+       {&options.stateDirectory, &options.keychainFile, &options.certificateAuthorityFile,
+        &options.bundle.appStoreReceiptPath}) {
+    std::error_code error;
+    if (!*path) continue;
+    const std::string absolute = std::filesystem::absolute(**path, error).string();
+    if (!error) *path = absolute;
+  }
+  return options;
+}
+
+// Where the application has closed its standard descriptors, a socket or file of ours would take
+// their numbers, and get what anybody writes to the standard streams.
+void occupyStandardDescriptors() {
+  int opened = -1;
+  do {
+    opened = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  } while (opened >= 0 && opened <= STDERR_FILENO);
+  const FileDescriptor surplus(opened);
 }
 
 // A file that the host application has chosen is the keychain, and nothing else is.
@@ -83,7 +111,9 @@ bool LinuxPlatform::drain(std::chrono::milliseconds timeout) {
 }
 
 std::unique_ptr<Platform> makePlatform(const HostOptions& options) {
-  return std::make_unique<LinuxPlatform>(options);
+  watchForForks();
+  occupyStandardDescriptors();
+  return std::make_unique<LinuxPlatform>(withAbsolutePaths(options));
 }
 
 NotificationCenter& defaultNotificationCenter() {

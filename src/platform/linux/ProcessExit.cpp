@@ -1,10 +1,11 @@
 #include "platform/linux/ProcessExit.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <mutex>
 #include <vector>
+
+#include "platform/PlatformFactory.h"
+#include "platform/linux/ForkedChild.h"
 
 namespace quarnel {
 namespace {
@@ -12,7 +13,6 @@ namespace {
 struct Registry {
   std::mutex mutex;
   std::vector<std::weak_ptr<ExitParticipant>> participants;
-  pid_t process = ::getpid();
 };
 
 // Leaked: it is needed while the process ends.
@@ -23,7 +23,7 @@ Registry& registry() {
 
 void callParticipants() {
   // A child shares files and locks with its parent, and is not to touch them at its own end.
-  if (::getpid() != registry().process) return;
+  if (isForkedChild()) return;
   std::vector<std::weak_ptr<ExitParticipant>> participants;
   {
     const std::lock_guard lock(registry().mutex);
@@ -37,6 +37,7 @@ void callParticipants() {
 }  // namespace
 
 void callAtExit(std::weak_ptr<ExitParticipant> participant) {
+  watchForForks();
   {
     const std::lock_guard lock(registry().mutex);
     std::erase_if(registry().participants, [](const auto& known) { return known.expired(); });

@@ -2,6 +2,9 @@
 
 #include <system_error>
 
+#include <unistd.h>
+
+#include "platform/PlatformFactory.h"
 #include "platform/linux/GuardedTask.h"
 #include "platform/linux/Threads.h"
 
@@ -81,6 +84,8 @@ void WorkerPool::work() {
       strand->jobs.pop_front();
       lock.unlock();
       runGuarded(job.task, strand->label, *log_);
+      // A callback has forked and returned here: the rest of the work is the parent's.
+      if (isForkedChild()) ::_exit(0);
       // What the task owns goes before the token, so that nothing of it is left once it is not
       // counted any more.
       job.task = nullptr;
