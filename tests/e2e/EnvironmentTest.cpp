@@ -25,13 +25,17 @@ std::string json(const Delivery& delivery) {
   return report.json.value_or(report.error);
 }
 
+// Where LeakSanitizer is wrong: it cannot look into the threads that a forked child is without, and
+// the C library keeps LOCPATH in memory.
+const std::string kLeaksAreNone = "ASAN_OPTIONS=detect_leaks=0";
+
 class EnvironmentTest : public testing::Test {
  protected:
   EnvironmentTest() { server_.reportingHere(folder_.path()); }
 
   // `with` goes in front of the command.
   Process start(const std::string& scenario, const Words& with = {}) const {
-    Words words{"-C", folder_.path(), "LC_ALL=de_DE.UTF-8", "LOCPATH=" + folder_.path()};
+    Words words{"-C", folder_.path()};
     words.insert(words.end(), with.begin(), with.end());
     words.insert(words.end(), {QUARNEL_ENVIRONMENT_APP, QUARNEL_ENVIRONMENT_SCENARIOS, scenario,
                                server_.address(), "issuer.pem"});
@@ -71,9 +75,9 @@ TEST_F(EnvironmentTest, EachReportArrivesOnceWhateverTheApplicationDoes) {
     std::multiset<std::string> events;
     Words with;
   } cases[] = {
-      {"fork and use", {"p0", "p1", "p2", "p3", "p4", "p5", "p6", "p7"}, {}},
-      {"fork in callback", {"after", "qn_purchase"}, {}},
-      {"fork and execute", {"before", "after"}, {}},
+      {"fork and use", {"p0", "p1", "p2", "p3", "p4", "p5", "p6", "p7"}, {kLeaksAreNone}},
+      {"fork in callback", {"after", "qn_purchase"}, {kLeaksAreNone}},
+      {"fork and execute", {"before", "after"}, {kLeaksAreNone}},
       {"track at exit", {"first", "last"}, {}},
       {"closed streams", {"a", "b", "c"}, {}},
       {"full table", {"before", "while full", "after"}, {}},
@@ -132,14 +136,15 @@ TEST_F(EnvironmentTest, TwoProcessesAreOneInstallation) {
 
 TEST_F(EnvironmentTest, NumbersAndNamesAreTheSameInEveryLocale) {
   const std::string locale = folder_.path("de_DE.UTF-8");
+  const Words with{"LC_ALL=de_DE.UTF-8", "LOCPATH=" + folder_.path(), kLeaksAreNone};
   ASSERT_EQ(std::system(("localedef -i de_DE -f UTF-8 " + locale).c_str()), 0);
   server_.behave(ReportServer::Behaviour::kDropAtAccept);
-  expectToWork("locale");
+  expectToWork("locale", with);
   for (const CachedRecord& record : cachedRecords(folder_.path("state"))) {
     EXPECT_TRUE(matches(record.name, R"([0-9]+\.[0-9]{6}\.qn)")) << record.name;
   }
   server_.behave(ReportServer::Behaviour::kAnswer);
-  expectToWork("locale");
+  expectToWork("locale", with);
   const auto answered = server_.answered();
   ASSERT_EQ(answered.size(), 4U);
   for (const Delivery& delivery : answered) {

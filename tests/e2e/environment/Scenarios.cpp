@@ -105,7 +105,7 @@ bool forkInCallback() {
 bool forkAndExecute() {
   constexpr char kFindConnection[] =
       "for each in /proc/$$/fd/*; do socket=$(readlink $each); socket=${socket#socket:[};"
-      " grep -q \" ${socket%]} \" /proc/net/tcp /proc/net/tcp6 && exit 1; done; exit 0";
+      " grep -qF \" ${socket%]} \" /proc/net/tcp /proc/net/tcp6 && exit 1; done; exit 0";
   track("before");
   if (!drained()) return false;
   const int code = inChild([&] { execl("/bin/sh", "sh", "-c", kFindConnection, nullptr); });
