@@ -32,7 +32,7 @@ std::string DeviceIdentity::getQuarnelUID() {
   if (const auto stored = storedText(defaults, keys::kUserId); stored && !stored->empty()) {
     return *stored;
   }
-  const std::string identifier = generateQuarnelId();
+  std::string identifier = generateQuarnelId();
   const Value kept = defaults.modify(keys::kUserId, [&](const std::optional<Value>& stored) {
     const bool isMade = stored && stored->text() != nullptr && !stored->text()->empty();
     return isMade ? *stored : Value(identifier);
