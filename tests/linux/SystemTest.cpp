@@ -198,10 +198,15 @@ TEST(PlatformTest, TheProcessEndsWithWorkInFlight) {
     const TemporaryDirectory directory;
     authority.writePem(directory / "ca.pem");
     Counter asked;
-    auto* server = new TlsServer(certificate, answering([&asked](const std::string&) {
-                                   asked.add();
-                                   return "HTTP/1.1 204 Gone on\r\n\r\n";
-                                 }));
+    const auto answer = answering([&asked](const std::string&) {
+      asked.add();
+      return "HTTP/1.1 204 Gone on\r\n\r\n";
+    });
+    // Nobody joins the server's threads, so they must not end before the process does.
+    auto* server = new TlsServer(certificate, [answer](Connection& connection) {
+      answer(connection);
+      for (;;) ::pause();
+    });
     HostOptions options;
     options.stateDirectory = directory.path();
     options.certificateAuthorityFile = directory / "ca.pem";
