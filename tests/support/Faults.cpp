@@ -9,14 +9,11 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -152,8 +149,3 @@ QUARNEL_FAULTY(int, socketpair, "pipe", everywhere, -1,
                (domain, type, protocol, ends))
 QUARNEL_FAULTY(int, pipe2, "pipe", everywhere, -1, (int* ends, int flags) noexcept, (ends, flags))
 QUARNEL_FAULTY(int, pipe, "pipe", everywhere, -1, (int* ends) noexcept, (ends))
-QUARNEL_FAULTY(int, eventfd, "eventfd", everywhere, -1, (unsigned value, int flags) noexcept,
-               (value, flags))
-QUARNEL_FAULTY(int, epoll_create1, "epoll_create", everywhere, -1, (int flags) noexcept, (flags))
-QUARNEL_FAULTY(int, timerfd_create, "timerfd_create", everywhere, -1,
-               (int clock, int flags) noexcept, (clock, flags))

@@ -125,10 +125,13 @@ Value SqliteUserDefaults::modify(std::string_view key, const ValueChange& change
     values_.insert_or_assign(std::string(key), *result);
     uncommitted_.insert_or_assign(std::string(key), *result);
   };
-  if (!commit(log, apply)) {
-    if (!result) apply();  // Without a file the step is one for this process alone.
-    if (file_.isOpen() || !commit(log)) scheduleFlush();
+  bool isCommitted = commit(log, apply);
+  if (!result) apply();  // Without a file the step is one for this process alone.
+  for (int attempt = 1; !isCommitted && attempt < SqliteFile::kAttempts; ++attempt) {
+    if (!file_.canTryAgain()) break;
+    isCommitted = commit(log);
   }
+  if (!isCommitted) scheduleFlush();
   return *result;
 }
 

@@ -1,8 +1,8 @@
 #include "platform/linux/WorkerPool.h"
 
-#include <system_error>
-
 #include <unistd.h>
+
+#include <system_error>
 
 #include "platform/PlatformFactory.h"
 #include "platform/linux/GuardedTask.h"
