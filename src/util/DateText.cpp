@@ -64,4 +64,12 @@ double secondsSinceReferenceDate(Date date) {
   return std::chrono::duration<double>(sinceEpoch - kReferenceDate).count();
 }
 
+std::optional<Date> dateSince1970(double seconds) {
+  using Seconds = std::chrono::duration<double>;
+  constexpr Seconds kLimit = Date::max().time_since_epoch();
+  const Seconds sinceEpoch(seconds);
+  if (!(sinceEpoch > -kLimit && sinceEpoch < kLimit)) return std::nullopt;
+  return Date(std::chrono::round<std::chrono::microseconds>(sinceEpoch));
+}
+
 }  // namespace quarnel

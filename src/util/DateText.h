@@ -4,6 +4,7 @@
 #include <QuarnelTvOsLib/Value.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 namespace quarnel {
@@ -17,5 +18,8 @@ std::string formatServerDate(Date date, std::chrono::seconds utcOffset);
 // Fractional seconds since 1970, and since the reference date 2001-01-01 UTC.
 double secondsSince1970(Date date);
 double secondsSinceReferenceDate(Date date);
+
+// The moment so many seconds after 1970 began; absent for what a Date cannot hold.
+std::optional<Date> dateSince1970(double seconds);
 
 }  // namespace quarnel

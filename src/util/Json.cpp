@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "util/DateText.h"
+#include "util/JsonTags.h"
 #include "util/Text.h"
 
 namespace quarnel {
@@ -40,8 +41,11 @@ std::string shortest(double number) {
 // Walks a value with a stack of its own and feeds the writer.
 class ValueWriter {
  public:
-  ValueWriter(std::string& text, bool describeUnwritable)
-      : stream_(text), writer_(stream_), describeUnwritable_(describeUnwritable) {}
+  // What becomes of values without a JSON form.
+  enum class Unwritable { kRefused, kDescribed, kTagged };
+
+  ValueWriter(std::string& text, Unwritable unwritable)
+      : stream_(text), writer_(stream_), policy_(unwritable) {}
 
   // False at the first value without a JSON form, which `unwritable` then names.
   bool write(const Value& root) { return begin(root) && finish(); }
@@ -91,10 +95,20 @@ class ValueWriter {
     isKey ? writer_.Key(content.data(), size) : writer_.String(content.data(), size);
   }
 
-  bool writeUnwritable(std::string kind, const std::string& description) {
-    if (describeUnwritable_) {
-      writeText(description);
-      return true;
+  bool writeUnwritable(const Value& value, std::string kind, const std::string& description) {
+    switch (policy_) {
+      case Unwritable::kDescribed:
+        writeText(description);
+        return true;
+      case Unwritable::kTagged: {
+        const auto [key, content] = tagOf(value);
+        writer_.StartObject();
+        writeText(key, true);
+        begin(content);
+        return writer_.EndObject();
+      }
+      case Unwritable::kRefused:
+        break;
     }
     unwritable_ = "Invalid type in JSON write (" + std::move(kind) + " " + description + ")";
     return false;
@@ -111,16 +125,16 @@ class ValueWriter {
         return writer_.Int64(*value.integer());
       case Value::Type::kDouble: {
         const std::string number = shortest(*value.number());
-        if (!std::isfinite(*value.number())) return writeUnwritable("number", number);
+        if (!std::isfinite(*value.number())) return writeUnwritable(value, "number", number);
         return writer_.RawValue(number.data(), number.size(), rapidjson::kNumberType);
       }
       case Value::Type::kText:
         writeText(*value.text());
         return true;
       case Value::Type::kDate:
-        return writeUnwritable("date", describeDate(*value.date()));
+        return writeUnwritable(value, "date", describeDate(*value.date()));
       case Value::Type::kBytes:
-        return writeUnwritable("bytes", describeBytes(*value.bytes()));
+        return writeUnwritable(value, "bytes", describeBytes(*value.bytes()));
       case Value::Type::kArray:
         open_.push_back({value.array(), nullptr});
         return writer_.StartArray();
@@ -132,7 +146,7 @@ class ValueWriter {
 
   StringStream stream_;
   rapidjson::Writer<StringStream> writer_;
-  const bool describeUnwritable_;
+  const Unwritable policy_;
   std::vector<Frame> open_;
   std::string unwritable_;
 };
@@ -140,7 +154,7 @@ class ValueWriter {
 template <typename Root>
 std::optional<std::string> writeRoot(const Root& root, std::string* why) {
   std::string text;
-  ValueWriter writer(text, false);
+  ValueWriter writer(text, ValueWriter::Unwritable::kRefused);
   if (writer.write(root)) return text;
   if (why != nullptr) *why = writer.unwritable();
   return std::nullopt;
@@ -166,11 +180,13 @@ std::optional<Value> numberFrom(std::string_view text) {
 // container is ever shared.
 class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
  public:
+  explicit ValueBuilder(bool readsTags) : readsTags_(readsTags) {}
+
   bool Null() { return add(Value()); }
   bool Bool(bool value) { return add(value); }
   bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
     auto number = numberFrom({text, size});
-    if (!number) objection_ = "Number too big.";
+    if (!number) refusal_ = "Number too big.";
     return number && add(*std::move(number));
   }
   bool String(const char* text, rapidjson::SizeType size, bool) {
@@ -185,8 +201,8 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   bool StartArray() { return open(Frame::Kind::kArray); }
   bool EndArray(rapidjson::SizeType) { return close(); }
 
-  // Why the builder ended the reading; null when it did not.
-  const char* objection() const { return objection_; }
+  // Why the builder ended the reading; empty when it did not.
+  const std::string& refusal() const { return refusal_; }
   Value takeResult() { return std::move(result_); }
 
  private:
@@ -199,7 +215,7 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
 
   bool open(Frame::Kind kind) {
     if (open_.size() >= kMaximumDepth) {
-      objection_ = "Nested deeper than 512 levels.";
+      refusal_ = "Nested deeper than 512 levels.";
       return false;
     }
     open_.push_back({kind, {}, {}, {}});
@@ -209,8 +225,13 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   bool close() {
     Frame frame = std::move(open_.back());
     open_.pop_back();
-    return add(frame.kind == Frame::Kind::kArray ? Value(std::move(frame.array))
-                                                 : Value(std::move(frame.dictionary)));
+    if (frame.kind == Frame::Kind::kArray) return add(std::move(frame.array));
+    if (!readsTags_) return add(std::move(frame.dictionary));
+    std::string why;
+    auto meaning = meaningOf(std::move(frame.dictionary), why);
+    if (meaning) return add(*std::move(meaning));
+    refusal_ = std::move(why);
+    return false;
   }
 
   bool add(Value value) {
@@ -224,10 +245,31 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     return true;
   }
 
+  const bool readsTags_;
   std::vector<Frame> open_;
   Value result_;
-  const char* objection_ = nullptr;
+  std::string refusal_;
 };
+
+JsonReadResult read(std::string_view text, bool readsTags) {
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
+                              rapidjson::kParseValidateEncodingFlag |
+                              rapidjson::kParseNumbersAsStringsFlag;
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  rapidjson::Reader reader;
+  ValueBuilder builder(readsTags);
+  rapidjson::ParseResult parsed = reader.Parse<kFlags>(stream, builder);
+  // The reader takes a zero byte for the end of the text.
+  if (parsed && stream.Tell() != text.size()) {
+    parsed.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
+  }
+  if (parsed) return {builder.takeResult(), {}};
+  const std::string reason =
+      builder.refusal().empty() ? rapidjson::GetParseError_En(parsed.Code()) : builder.refusal();
+  return {std::nullopt,
+          {"QuarnelJSONError", static_cast<int>(parsed.Code()),
+           reason + " (around byte " + std::to_string(parsed.Offset()) + ")"}};
+}
 
 }  // namespace
 
@@ -242,7 +284,7 @@ std::optional<std::string> writeJson(const Dictionary& dictionary, std::string* 
 std::string describe(const Value& value) {
   if (const std::string* text = value.text()) return *text;
   std::string description;
-  ValueWriter(description, true).write(value);
+  ValueWriter(description, ValueWriter::Unwritable::kDescribed).write(value);
   // A leaf without a JSON form stands by itself, without quotation marks.
   const bool isLeaf = value.array() == nullptr && value.dictionary() == nullptr;
   if (isLeaf && description.size() >= 2 && description.front() == '"') {
@@ -251,25 +293,15 @@ std::string describe(const Value& value) {
   return description;
 }
 
-JsonReadResult readJson(std::string_view text) {
-  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
-                              rapidjson::kParseValidateEncodingFlag |
-                              rapidjson::kParseNumbersAsStringsFlag;
-  rapidjson::MemoryStream stream(text.data(), text.size());
-  rapidjson::Reader reader;
-  ValueBuilder builder;
-  rapidjson::ParseResult parsed = reader.Parse<kFlags>(stream, builder);
-  // The reader takes a zero byte for the end of the text.
-  if (parsed && stream.Tell() != text.size()) {
-    parsed.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
-  }
-  if (parsed) return {builder.takeResult(), {}};
-  const std::string reason =
-      builder.objection() ? builder.objection() : rapidjson::GetParseError_En(parsed.Code());
-  return {std::nullopt,
-          {"QuarnelJSONError", static_cast<int>(parsed.Code()),
-           reason + " (around byte " + std::to_string(parsed.Offset()) + ")"}};
+std::string writeTaggedJson(const Value& value) {
+  std::string text;
+  ValueWriter(text, ValueWriter::Unwritable::kTagged).write(value);
+  return text;
 }
+
+JsonReadResult readJson(std::string_view text) { return read(text, false); }
+
+JsonReadResult readTaggedJson(std::string_view text) { return read(text, true); }
 
 double shortestDouble(float number) {
   std::array<char, 32> buffer;

@@ -29,6 +29,10 @@ struct JsonReadResult {
 // malformed UTF-8 are errors.
 JsonReadResult readJson(std::string_view text);
 
+// As writeJson and readJson, with tags for values without a JSON form, see JsonTags.h.
+std::string writeTaggedJson(const Value& value);
+JsonReadResult readTaggedJson(std::string_view text);
+
 // A single-precision number as the double whose shortest text is that of the single-precision one.
 double shortestDouble(float number);
 
