@@ -1,7 +1,8 @@
 # quarnel_options carries what every target of this project is compiled with.
 add_library(quarnel_options INTERFACE)
 target_compile_options(quarnel_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wall -Wextra -Wpedantic -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
   -ffunction-sections -fdata-sections)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # GCC 12 sees overlaps in the concatenation of texts that are none.
