@@ -1,4 +1,5 @@
 // Decodes report bodies, written apart from the library's encoder so that one checks the other.
+#include <QuarnelTvOsLib/testing/ReportFields.h>
 #include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
 
 #include "util/Json.h"
@@ -35,20 +36,42 @@ std::optional<std::string> decodeBase64(std::string_view text, std::string_view 
   return bytes;
 }
 
+std::optional<Dictionary> readDictionary(std::string_view json) {
+  const auto read = readJson(json);
+  if (!read.value || read.value->dictionary() == nullptr) return std::nullopt;
+  return *read.value->dictionary();
+}
+
 }  // namespace
+
+std::string reportField(const Dictionary& report, std::string_view name) {
+  const Value* value = report.find(name);
+  return value != nullptr ? describe(*value) : std::string();
+}
+
+std::optional<Dictionary> eventValues(const Dictionary& report) {
+  const auto json = unescapeUrl(reportField(report, "eventvalue"));
+  return json ? readDictionary(*json) : std::nullopt;
+}
 
 std::optional<Dictionary> SimulatedPlatform::decodeReport(const RecordedRequest& request,
                                                           std::string_view developerKey) {
   const auto json = decodeBase64(request.body, permutedAlphabet(developerKey));
-  if (!json) return std::nullopt;
-  const auto parsed = readJson(*json);
-  if (!parsed.value || parsed.value->dictionary() == nullptr) return std::nullopt;
-  return *parsed.value->dictionary();
+  return json ? readDictionary(*json) : std::nullopt;
 }
 
 std::vector<Dictionary> SimulatedPlatform::reports(std::string_view developerKey) const {
   std::vector<Dictionary> decoded;
   for (const RecordedRequest& request : requests()) {
+    if (auto report = decodeReport(request, developerKey)) decoded.push_back(*std::move(report));
+  }
+  return decoded;
+}
+
+std::vector<Dictionary> SimulatedPlatform::deliveredReports(std::string_view developerKey) const {
+  std::vector<Dictionary> decoded;
+  for (const RecordedRequest& request : requests()) {
+    if (!request.isAnswered) continue;
     if (auto report = decodeReport(request, developerKey)) decoded.push_back(*std::move(report));
   }
   return decoded;

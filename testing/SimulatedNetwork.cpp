@@ -66,15 +66,30 @@ void SimulatedNetwork::start(HttpRequest request, bool isBackground, HttpComplet
   requests_.push_back({std::move(request.method), std::move(request.url),
                        std::move(request.headers), std::move(request.body), isBackground,
                        dispatcher_.currentQueue()});
-  const RecordedRequest& recorded = requests_.back();
-  const bool isHttps = recorded.url.rfind("https://", 0) == 0;
-  ScriptedAnswer answer =
-      isHttps ? script_(recorded)
-              : ScriptedAnswer::failure({"SimulatedNetwork", 1, "The URL is not supported."});
+  const ScriptedAnswer answer = answerTo(requests_.back());
   if (answer.kind == ScriptedAnswer::Kind::kSilence) return;
-  dispatcher_.post(
-      "session", answer.delay,
-      [result = resultOf(answer), completion = std::move(completion)] { completion(result); });
+  dispatcher_.post("session", answer.delay,
+                   [this, number = requests_.size() - 1, result = resultOf(answer),
+                    completion = std::move(completion)] {
+                     requests_[number].isAnswered = result.response.has_value();
+                     completion(result);
+                   });
+}
+
+void SimulatedNetwork::setAnswer(const std::string& host, std::optional<ScriptedAnswer> answer) {
+  const std::string origin = "https://" + host + "/";
+  answers_.erase(origin);
+  if (answer) answers_.emplace(origin, *std::move(answer));
+}
+
+ScriptedAnswer SimulatedNetwork::answerTo(const RecordedRequest& request) const {
+  constexpr std::string_view kScheme = "https://";
+  if (request.url.rfind(kScheme, 0) != 0) {
+    return ScriptedAnswer::failure({"SimulatedNetwork", 1, "The URL is not supported."});
+  }
+  const std::size_t path = request.url.find('/', kScheme.size());
+  const auto own = answers_.find(request.url.substr(0, path) + "/");
+  return own != answers_.end() ? own->second : script_(request);
 }
 
 }  // namespace quarnel::testing

@@ -3,7 +3,9 @@
 #include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,11 +31,16 @@ class SimulatedNetwork : public Network, public HttpSession {
   void start(HttpRequest request, bool isBackground, HttpCompletion completion);
 
   void setScript(Script script) { script_ = std::move(script); }
+  // What a host answers, whatever the script says; absent: the script decides again.
+  void setAnswer(const std::string& host, std::optional<ScriptedAnswer> answer);
   const std::vector<RecordedRequest>& requests() const { return requests_; }
 
  private:
+  ScriptedAnswer answerTo(const RecordedRequest& request) const;
+
   SimulatedDispatcher& dispatcher_;
   Script script_ = [](const RecordedRequest&) { return ScriptedAnswer::response(200); };
+  std::map<std::string, ScriptedAnswer> answers_;  // By "https://host/".
   std::vector<RecordedRequest> requests_;
 };
 

@@ -90,6 +90,11 @@ void SimulatedPlatform::setAnswer(std::function<ScriptedAnswer(const RecordedReq
 void SimulatedPlatform::setAnswer(ScriptedAnswer answer) {
   setAnswer([answer = std::move(answer)](const RecordedRequest&) { return answer; });
 }
+void SimulatedPlatform::setAnswer(Endpoint endpoint, std::optional<ScriptedAnswer> answer) {
+  ServiceConfiguration services = ports_->services;
+  const std::string* host = hostOf(services, endpoint);
+  if (host != nullptr) ports_->simulatedNetwork.setAnswer(*host, std::move(answer));
+}
 const std::vector<RecordedRequest>& SimulatedPlatform::requests() const {
   return ports_->simulatedNetwork.requests();
 }

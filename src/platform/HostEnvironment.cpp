@@ -16,27 +16,7 @@ HostEnvironment& HostEnvironment::operator=(const HostEnvironment& other) {
 HostEnvironment::~HostEnvironment() = default;
 
 void HostEnvironment::setEndpointHost(Endpoint endpoint, std::string host) {
-  ServiceConfiguration& services = options_->services;
-  switch (endpoint) {
-    case Endpoint::kLaunch:
-      services.launchHost = std::move(host);
-      break;
-    case Endpoint::kEvents:
-      services.eventsHost = std::move(host);
-      break;
-    case Endpoint::kStats:
-      services.statsHost = std::move(host);
-      break;
-    case Endpoint::kConversion:
-      services.conversionHost = std::move(host);
-      break;
-    case Endpoint::kServices:
-      services.servicesHost = std::move(host);
-      break;
-    case Endpoint::kRegister:
-      services.registerHost = std::move(host);
-      break;
-  }
+  if (std::string* known = hostOf(options_->services, endpoint)) *known = std::move(host);
 }
 
 void HostEnvironment::setStateDirectory(std::string path) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QuarnelTvOsLib/HostEnvironment.h>
+
 #include <string>
 
 #include "platform/ServiceDefaults.h"
@@ -22,5 +24,24 @@ struct ServiceConfiguration {
   std::string keychainPrefix = QUARNEL_KEYCHAIN_PREFIX;
   std::string shortVendorPrefix = QUARNEL_SHORT_VENDOR_PREFIX;
 };
+
+// The host of a service; null for a number that is none.
+inline std::string* hostOf(ServiceConfiguration& services, Endpoint endpoint) {
+  switch (endpoint) {
+    case Endpoint::kLaunch:
+      return &services.launchHost;
+    case Endpoint::kEvents:
+      return &services.eventsHost;
+    case Endpoint::kStats:
+      return &services.statsHost;
+    case Endpoint::kConversion:
+      return &services.conversionHost;
+    case Endpoint::kServices:
+      return &services.servicesHost;
+    case Endpoint::kRegister:
+      return &services.registerHost;
+  }
+  return nullptr;
+}
 
 }  // namespace quarnel

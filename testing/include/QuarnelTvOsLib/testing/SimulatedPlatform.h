@@ -8,6 +8,10 @@
 //   tracker.trackAppLaunch();
 //   platform.advance(std::chrono::seconds(1));
 //   EXPECT_EQ(platform.requests().size(), 1u);
+//
+// The code under test gets its tracker from platform.tracker() in place of sharedTracker(). What it
+// hands to the tracker, such as a delegate, must live until the platform ends or restarts.
+// examples/testing/ is an application tested this way.
 #pragma once
 
 #include <QuarnelTvOsLib/HostEnvironment.h>
@@ -38,6 +42,7 @@ struct RecordedRequest {
   std::string body;
   bool isBackground = false;  // Started on a background session.
   std::string queue;          // Where it was started.
+  bool isAnswered = false;    // A response has arrived, of whatever status.
 };
 
 // What the simulated network does with a request.
@@ -90,12 +95,17 @@ class SimulatedPlatform {
   // Decides the answers from now on. Default: status 200 at once.
   void setAnswer(std::function<ScriptedAnswer(const RecordedRequest&)> answer);
   void setAnswer(ScriptedAnswer answer);
+  // What one service answers from now on, whatever is set for all; absent: no longer.
+  void setAnswer(Endpoint endpoint, std::optional<ScriptedAnswer> answer);
   const std::vector<RecordedRequest>& requests() const;
   // The decoded body of a launch or event report; absent when the key does not decode it.
   static std::optional<Dictionary> decodeReport(const RecordedRequest& request,
                                                 std::string_view developerKey);
-  // The decoded reports of all requests so far that are launch or event reports.
+  // The decoded reports of all requests so far that are launch or event reports: also of those that
+  // failed, and once more when they are sent again. See ReportFields.h for what they say.
   std::vector<Dictionary> reports(std::string_view developerKey) const;
+  // Only those that were answered, so that the service has them.
+  std::vector<Dictionary> deliveredReports(std::string_view developerKey) const;
 
   // --- Stores ------------------------------------------------------------------------------------
   std::map<std::string, Value>& userDefaults();
