@@ -5,12 +5,11 @@
 
 namespace quarnel {
 
-// What went wrong: `domain` names the layer that failed, `code` is that layer's own number (an HTTP
-// status, a transport error), `description` is an English sentence for logs.
+// What went wrong.
 struct Error {
-  std::string domain;
-  int code = 0;
-  std::string description;
+  std::string domain;       // The layer that failed.
+  int code = 0;             // That layer's own number: an HTTP status, a transport error.
+  std::string description;  // An English sentence for logs.
 };
 
 }  // namespace quarnel

@@ -17,10 +17,10 @@ struct HostOptions;
 // The six services that the library talks to.
 enum class Endpoint { kLaunch, kEvents, kStats, kConversion, kServices, kRegister };
 
-// The advertising identifier of the device and whether the user allows tracking by it.
+// The advertising identifier of the device.
 struct AdvertisingIdentity {
-  std::string identifier;  // A UUID, upper case.
-  bool trackingEnabled = false;
+  std::string identifier;        // A UUID, upper case.
+  bool trackingEnabled = false;  // Whether the user allows tracking by it.
 };
 
 // Facts and services that only the host application knows. Every setter is optional; what is not
@@ -29,6 +29,7 @@ struct AdvertisingIdentity {
 // the process ends, and may be called from any thread of the library.
 class QUARNEL_EXPORT HostEnvironment {
  public:
+  // With every default. Copies are independent of each other.
   HostEnvironment();
   HostEnvironment(const HostEnvironment& other);
   HostEnvironment& operator=(const HostEnvironment& other);
@@ -85,6 +86,7 @@ class QUARNEL_EXPORT HostEnvironment {
   // Whether the user has a cloud identity on this device. Default: no.
   void setCloudIdentityProvider(std::function<bool()> provider);
 
+  // What was set, for the library itself.
   const HostOptions& options() const { return *options_; }
 
  private:

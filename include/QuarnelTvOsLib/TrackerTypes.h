@@ -25,8 +25,8 @@ enum class EmailCryptType : std::int32_t { kNone = 0, kSha1 = 1, kMd5 = 2 };
 
 // What the platform hands the application when another application or the web continues in it.
 struct UserActivity {
-  std::string activityType;
-  std::optional<std::string> webpageURL;
+  std::string activityType;               // Its kind, such as NSUserActivityTypeBrowsingWeb.
+  std::optional<std::string> webpageURL;  // The page, for an activity of the web.
 };
 
 // The activity type of a page opened in the application instead of the browser.

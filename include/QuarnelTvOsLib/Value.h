@@ -38,6 +38,7 @@ using Bytes = std::vector<std::uint8_t>;
 // them out.
 class QUARNEL_EXPORT Value {
  public:
+  // The kinds of content.
   enum class Type : std::uint8_t {
     kNull,
     kBoolean,
@@ -49,8 +50,10 @@ class QUARNEL_EXPORT Value {
     kArray,
     kDictionary,
   };
+  // The content of an array value.
   using Array = std::vector<Value>;
 
+  // A null value, or one with the content given. Numbers keep their kind: an integer stays one.
   Value() noexcept = default;
   Value(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
   template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
@@ -79,12 +82,14 @@ class QUARNEL_EXPORT Value {
   Value(Array array);            // NOLINT(google-explicit-constructor)
   Value(Dictionary dictionary);  // NOLINT(google-explicit-constructor)
 
+  // Share the content; a value that was moved from is null.
   Value(const Value& other) noexcept;
   Value(Value&& other) noexcept;
   Value& operator=(const Value& other) noexcept;
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
+  // What the value holds.
   Type type() const noexcept { return type_; }
   bool isNull() const noexcept { return type_ == Type::kNull; }
 
@@ -138,9 +143,11 @@ class QUARNEL_EXPORT Value {
 // A map from text to Value that keeps the order in which its keys were first set.
 class QUARNEL_EXPORT Dictionary {
  public:
+  // A key with its value, and the way through all of them.
   using Entry = std::pair<std::string, Value>;
   using const_iterator = std::vector<Entry>::const_iterator;
 
+  // An empty dictionary, one with the entries given (of equal keys the last value counts), copies.
   Dictionary();
   Dictionary(std::initializer_list<Entry> entries);
   Dictionary(const Dictionary& other);
@@ -162,6 +169,7 @@ class QUARNEL_EXPORT Dictionary {
   // Removes all entries whose value is null.
   void removeNulls();
 
+  // All entries, in the order of their keys.
   std::size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
   const_iterator begin() const { return entries_.begin(); }

@@ -36,6 +36,7 @@ namespace quarnel::testing {
 
 // A request as the tracker started it.
 struct RecordedRequest {
+  // As it would go out; the body of a report is encoded, see decodeReport.
   std::string method;
   std::string url;
   std::vector<std::pair<std::string, std::string>> headers;
@@ -47,20 +48,25 @@ struct RecordedRequest {
 
 // What the simulated network does with a request.
 struct ScriptedAnswer {
+  // A response of that status, a transport error, or nothing ever.
   static ScriptedAnswer response(int status, std::string body = "");
   static ScriptedAnswer failure(Error error = {"SimulatedNetwork", 7, "The network is down."});
-  static ScriptedAnswer silence();  // No answer, ever.
+  static ScriptedAnswer silence();
+  // The same answer, so much later.
   ScriptedAnswer after(std::chrono::nanoseconds delay) &&;
 
-  enum class Kind { kResponse, kFailure, kSilence } kind = Kind::kResponse;
+  // What was chosen: a response has status and body, a failure an error.
+  enum class Kind { kResponse, kFailure, kSilence };
+  Kind kind = Kind::kResponse;
   int status = 200;
   std::string body;
   Error error;
   std::chrono::nanoseconds delay{0};
 };
 
+// A line of the tracker's log.
 struct RecordedLine {
-  std::string text;
+  std::string text;   // Without a line break.
   std::string queue;  // Where it was written, see currentQueue().
 };
 
@@ -80,8 +86,9 @@ class SimulatedPlatform {
   void restartApplication();
 
   // --- Time and queues ---------------------------------------------------------------------------
+  // The clock and the time zone. Setting them runs nothing.
   Date now() const;
-  void setNow(Date now);  // Sets the clock without running anything.
+  void setNow(Date now);
   void setUtcOffset(std::chrono::seconds offset);
   // Lets time pass and runs what falls due, in order.
   void advance(std::chrono::nanoseconds by);
@@ -97,6 +104,7 @@ class SimulatedPlatform {
   void setAnswer(ScriptedAnswer answer);
   // What one service answers from now on, whatever is set for all; absent: no longer.
   void setAnswer(Endpoint endpoint, std::optional<ScriptedAnswer> answer);
+  // All requests so far, in the order in which they were started.
   const std::vector<RecordedRequest>& requests() const;
   // The decoded body of a launch or event report; absent when the key does not decode it.
   static std::optional<Dictionary> decodeReport(const RecordedRequest& request,
@@ -108,6 +116,7 @@ class SimulatedPlatform {
   std::vector<Dictionary> deliveredReports(std::string_view developerKey) const;
 
   // --- Stores ------------------------------------------------------------------------------------
+  // The persisted settings by key.
   std::map<std::string, Value>& userDefaults();
   // How often the user defaults were synchronised.
   int synchronizeCount() const;
@@ -119,13 +128,17 @@ class SimulatedPlatform {
   void failWrites(std::string reason);
 
   // --- Device ------------------------------------------------------------------------------------
+  // Replaces a device fact by the name of its report field; false when there is none.
   bool setDeviceFact(std::string_view field, std::optional<std::string> value);
+  // Whether the device is on a wireless network.
   void setWifi(bool hasWifi);
+  // Posts a lifecycle notification, see Notifications.h, to this platform's tracker.
   void post(std::string_view notification, const Value& userInfo = nullptr);
   // The numbers that the random source gives next; afterwards 0.
   void setRandomNumbers(std::vector<std::uint32_t> numbers);
 
   // --- Log ---------------------------------------------------------------------------------------
+  // All lines so far; a test may clear them.
   std::vector<RecordedLine>& log();
   // Whether a line was written that contains the text.
   bool logged(std::string_view text) const;
