@@ -38,6 +38,8 @@ def main(collector, authority, state, receipt):
     # About to end: give what is under way a moment, callbacks included.
     if not tracker.drain(20):
         sys.exit("cinema: not everything was reported in time")
+    if any(tracker.diagnostics()["lost"].values()):
+        sys.exit("cinema: reports were lost")
 
 
 if __name__ == "__main__":

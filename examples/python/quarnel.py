@@ -183,6 +183,11 @@ class Tracker:
     def get_quarnel_uid(self):
         return _taken(_function("quarnel_tracker_get_quarnel_uid", c_void_p, c_void_p)(self._handle))
 
+    def diagnostics(self):
+        """What became of all reports: a dictionary of counts, see Diagnostics.h."""
+        return json.loads(
+            _taken(_function("quarnel_tracker_diagnostics", c_void_p, c_void_p)(self._handle)))
+
     def drain(self, seconds):
         """Whether all that the tracker was told is done before the time is over."""
         drain = _function("quarnel_tracker_drain", c_int32, c_void_p, c_int64)

@@ -31,6 +31,7 @@ struct Diagnostics {
   std::uint64_t waiting = 0;   // In this process: to be built.
   std::uint64_t inFlight = 0;  // In this process: handed to the transport, without outcome.
 
+  // Reports that will not reach the server, by reason.
   struct Lost {
     std::uint64_t tooManyWaiting = 0;       // Not taken: the application asked faster than can be.
     std::uint64_t missingDeveloperKey = 0;  // No developer key was set when it was built.
@@ -41,7 +42,7 @@ struct Diagnostics {
                                             // in each process that meets them.
     std::uint64_t withProcess = 0;          // Waiting or in flight when a process ended.
   };
-  Lost lost;
+  Lost lost;  // All zero: nothing was lost.
 };
 
 }  // namespace quarnel

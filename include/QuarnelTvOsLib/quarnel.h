@@ -279,6 +279,12 @@ QUARNEL_EXPORT quarnel_status quarnel_tracker_register_uninstall(quarnel_tracker
 // from memory. To be released with quarnel_string_free; NULL only on failure.
 QUARNEL_EXPORT char* quarnel_tracker_get_quarnel_uid(quarnel_tracker* tracker);
 
+// What became of all launch and event reports since the installation, as a JSON object with the
+// members of Diagnostics: {"accepted": 7, ..., "lost": {"tooManyWaiting": 0, ...}}. Diagnostics.h
+// tells how to see from them that nothing was lost. The first call may read a small file. To be
+// released with quarnel_string_free; NULL only on failure.
+QUARNEL_EXPORT char* quarnel_tracker_diagnostics(const quarnel_tracker* tracker);
+
 // A connection whose end is to be told.
 typedef struct quarnel_connection quarnel_connection;
 
