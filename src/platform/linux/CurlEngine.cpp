@@ -22,16 +22,19 @@ Error endOfProcess() { return transportError(CURLE_ABORTED_BY_CALLBACK, "The pro
 
 CurlEngine::CurlEngine(std::optional<std::string> authorityFile,
                        std::shared_ptr<PendingWork> pending, HttpLimits limits)
-    : authorityFile_(std::move(authorityFile)), pending_(std::move(pending)), limits_(limits) {}
+    : pending_(std::move(pending)), limits_(limits),
+      outstanding_({limits.exchanges, limits.requestBodies}), transfers_(std::move(authorityFile), limits) {}
 
 CurlEngine::~CurlEngine() { stop(); }
 
 void CurlEngine::start(HttpRequest request, ExchangeDone done) {
-  auto exchange = std::make_unique<CurlExchange>(std::move(request), std::move(done),
-                                                 PendingWork::Token(pending_));
+  auto ticket = outstanding_.admit(request.body.size());
+  const bool isAdmitted = ticket != nullptr;
+  auto exchange = std::make_unique<CurlExchange>(
+      std::move(request), std::move(done), PendingWork::Token(pending_), std::move(ticket));
   const std::lock_guard lock(mutex_);
   if (stopping_) return;
-  if (!hasRoomFor(*exchange)) {
+  if (!isAdmitted) {
     exchange->fail(transportError(CURLE_AGAIN, "Too many requests are waiting"));
     return;
   }
@@ -45,21 +48,9 @@ void CurlEngine::start(HttpRequest request, ExchangeDone done) {
     exchange->fail(transportError(CURLE_FAILED_INIT, error.what()));
     return;
   }
-  ++exchanges_;
-  requestBodies_ += exchange->requestSize();
   new_.push_back(std::move(exchange));
-  wake();
-}
-
-bool CurlEngine::hasRoomFor(const CurlExchange& exchange) const {
-  return exchanges_ == 0 || (exchanges_ < limits_.exchanges &&
-                             requestBodies_ + exchange.requestSize() <= limits_.requestBodies);
-}
-
-void CurlEngine::end(const CurlExchange& exchange) {
-  const std::lock_guard lock(mutex_);
-  --exchanges_;
-  requestBodies_ -= exchange.requestSize();
+  // The thread that was woken for the first takes all.
+  if (new_.size() == 1) wake();
 }
 
 void CurlEngine::startThreadOnce() {
@@ -106,7 +97,7 @@ void CurlEngine::run() {
     wakeable_ = nullptr;
     new_.clear();
   }
-  while (!active_.empty()) takeActive(active_.begin()->first);
+  transfers_.drop(multi_.get());
   multi_.reset();
 }
 
@@ -144,7 +135,7 @@ void CurlEngine::transfer() {
   if (!multi_) return;
   int running = 0;
   ::curl_multi_perform(multi_.get(), &running);
-  completeFinished();
+  transfers_.completeFinished(multi_.get());
   ::curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(kLongestPoll.count()), nullptr);
 }
 
@@ -156,49 +147,17 @@ std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
 void CurlEngine::begin(ExchangePointer exchange) {
   if (!multi_) makeMulti();
   if (!multi_) {
-    end(*exchange);
     exchange->fail(transportError(CURLE_FAILED_INIT));
     return;
   }
-  if (auto error = exchange->prepare(authorityFile_, limits_)) {
-    end(*exchange);
-    exchange->fail(*std::move(error));
-    return;
-  }
-  CURL* const handle = exchange->handle();
-  if (::curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
-    end(*exchange);
-    exchange->fail(transportError(CURLE_OUT_OF_MEMORY));
-    return;
-  }
-  active_.emplace(handle, std::move(exchange));
-}
-
-void CurlEngine::completeFinished() {
-  int left = 0;
-  while (const CURLMsg* const message = ::curl_multi_info_read(multi_.get(), &left)) {
-    if (message->msg != CURLMSG_DONE) continue;
-    CURL* const handle = message->easy_handle;
-    const CURLcode code = message->data.result;
-    takeActive(handle)->finish(code);
-  }
+  transfers_.add(multi_.get(), std::move(exchange));
 }
 
 // An answer that would come now has nobody to come to. What fails is kept for the next start, if
 // the application waits for the queues or they are quick enough.
 void CurlEngine::failAll() {
-  for (const ExchangePointer& exchange : takeNew()) {
-    end(*exchange);
-    exchange->fail(endOfProcess());
-  }
-  while (!active_.empty()) takeActive(active_.begin()->first)->fail(endOfProcess());
-}
-
-CurlEngine::ExchangePointer CurlEngine::takeActive(CURL* handle) {
-  ::curl_multi_remove_handle(multi_.get(), handle);
-  ExchangePointer exchange = std::move(active_.extract(handle).mapped());
-  end(*exchange);
-  return exchange;
+  for (const ExchangePointer& exchange : takeNew()) exchange->fail(endOfProcess());
+  transfers_.failAll(multi_.get(), endOfProcess());
 }
 
 }  // namespace quarnel

@@ -8,10 +8,10 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/linux/CurlExchange.h"
+#include "platform/linux/CurlTransfers.h"
 #include "platform/linux/ProcessExit.h"
 
 namespace quarnel {
@@ -46,25 +46,19 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   void makeMulti();
   void transfer();
   std::vector<ExchangePointer> takeNew();
-  bool hasRoomFor(const CurlExchange& exchange) const;
   void begin(ExchangePointer exchange);
-  void completeFinished();
-  void end(const CurlExchange& exchange);
-  ExchangePointer takeActive(CURL* handle);
   void failAll();
   bool pauseForExit();
   void wake();
 
-  const std::optional<std::string> authorityFile_;
   const std::shared_ptr<PendingWork> pending_;
   const HttpLimits limits_;
+  Admission outstanding_;  // All exchanges that have no outcome yet.
 
   std::mutex mutex_;  // Guards what follows up to the thread.
   std::condition_variable changed_;
   std::vector<ExchangePointer> new_;
   CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
-  std::size_t exchanges_ = 0;  // All that have no outcome yet, and the size of their bodies.
-  std::size_t requestBodies_ = 0;
   bool stopping_ = false;
   bool exiting_ = false;
   bool paused_ = false;
@@ -72,7 +66,7 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
 
   // The network thread's own.
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  std::unordered_map<CURL*, ExchangePointer> active_;
+  CurlTransfers transfers_;
 };
 
 }  // namespace quarnel

@@ -39,52 +39,47 @@ Error transportError(CURLcode code, std::string description) {
   return {kErrorDomain, code, std::move(description)};
 }
 
-CurlExchange::CurlExchange(HttpRequest request, ExchangeDone done, PendingWork::Token token)
-    : request_(std::move(request)), done_(std::move(done)), token_(std::move(token)) {}
+CurlExchange::CurlExchange(HttpRequest request, ExchangeDone done, PendingWork::Token token,
+                           Admission::SharedTicket ticket)
+    : request_(std::move(request)),
+      done_(std::move(done)),
+      ticket_(std::move(ticket)),
+      token_(std::move(token)) {}
 
-std::optional<Error> CurlExchange::prepare(const std::optional<std::string>& authorityFile,
-                                           const HttpLimits& limits) {
-  handle_.reset(::curl_easy_init());
-  url_.reset(::curl_url());
-  if (!handle_ || !url_) return transportError(CURLE_OUT_OF_MEMORY);
+std::optional<Error> CurlExchange::parse() {
+  if (request_.method != "GET" && request_.method != "POST") {
+    return transportError(CURLE_BAD_FUNCTION_ARGUMENT, "Unsupported HTTP method");
+  }
   if (auto error = parseUrl()) return error;
-  if (auto error = setMethod()) return error;
-  if (auto error = setHeaders()) return error;
-  setTransport(authorityFile, limits);
-  return std::nullopt;
+  return parseHeaders();
 }
 
 std::optional<Error> CurlExchange::parseUrl() {
   if (request_.url.find('\0') != std::string::npos) return transportError(CURLE_URL_MALFORMAT);
+  url_.reset(::curl_url());
+  if (!url_) return transportError(CURLE_OUT_OF_MEMORY);
   const CURLUcode code =
       ::curl_url_set(url_.get(), CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME);
   if (code != CURLUE_OK) return transportError(CURLE_URL_MALFORMAT, ::curl_url_strerror(code));
-  char* scheme = nullptr;
-  if (::curl_url_get(url_.get(), CURLUPART_SCHEME, &scheme, 0) != CURLUE_OK) {
-    return transportError(CURLE_URL_MALFORMAT);
+  const auto scheme = urlPart(CURLUPART_SCHEME);
+  if (!scheme) return transportError(CURLE_URL_MALFORMAT);
+  if (*scheme != "https") {
+    return transportError(CURLE_UNSUPPORTED_PROTOCOL, "The URL is not an HTTPS URL");
   }
-  const bool secure = std::string_view(scheme) == "https";
-  ::curl_free(scheme);
-  if (!secure) return transportError(CURLE_UNSUPPORTED_PROTOCOL, "The URL is not an HTTPS URL");
-  ::curl_easy_setopt(handle_.get(), CURLOPT_CURLU, url_.get());
+  host_ = urlPart(CURLUPART_HOST).value_or("") + ":" +
+          urlPart(CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
   return std::nullopt;
 }
 
-std::optional<Error> CurlExchange::setMethod() {
-  if (request_.method == "GET") {
-    ::curl_easy_setopt(handle_.get(), CURLOPT_HTTPGET, 1L);
-  } else if (request_.method == "POST") {
-    ::curl_easy_setopt(handle_.get(), CURLOPT_POST, 1L);
-    ::curl_easy_setopt(handle_.get(), CURLOPT_POSTFIELDSIZE_LARGE,
-                       static_cast<curl_off_t>(request_.body.size()));
-    ::curl_easy_setopt(handle_.get(), CURLOPT_POSTFIELDS, request_.body.data());
-  } else {
-    return transportError(CURLE_BAD_FUNCTION_ARGUMENT, "Unsupported HTTP method");
-  }
-  return std::nullopt;
+std::optional<std::string> CurlExchange::urlPart(CURLUPart part, unsigned flags) const {
+  char* text = nullptr;
+  if (::curl_url_get(url_.get(), part, &text, flags) != CURLUE_OK) return std::nullopt;
+  std::string copy(text);
+  ::curl_free(text);
+  return copy;
 }
 
-std::optional<Error> CurlExchange::setHeaders() {
+std::optional<Error> CurlExchange::parseHeaders() {
   // Without this libcurl waits up to a second for a server's leave to send a large body.
   bool appended = appendHeader("Expect:");
   for (const auto& [name, value] : request_.headers) {
@@ -95,7 +90,6 @@ std::optional<Error> CurlExchange::setHeaders() {
     appended = appended && appendHeader(value.empty() ? name + ";" : name + ": " + value);
   }
   if (!appended) return transportError(CURLE_OUT_OF_MEMORY);
-  ::curl_easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
   return std::nullopt;
 }
 
@@ -107,16 +101,14 @@ bool CurlExchange::appendHeader(const std::string& line) {
   return true;
 }
 
-void CurlExchange::setTransport(const std::optional<std::string>& authorityFile,
-                                const HttpLimits& limits) {
-  CURL* const curl = handle_.get();
-  bodyLimit_ = limits.responseBody;
-  ::curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText_);
+CurlHandle CurlExchange::makeHandle(const std::optional<std::string>& authorityFile,
+                                    const HttpLimits& limits) {
+  CurlHandle handle(::curl_easy_init());
+  CURL* const curl = handle.get();
+  if (curl == nullptr) return handle;
   ::curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &CurlExchange::receiveHeader);
-  ::curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
   ::curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &CurlExchange::receive);
-  ::curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  ::curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit_));
+  ::curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits.responseBody));
   ::curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
   ::curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   ::curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
@@ -135,6 +127,26 @@ void CurlExchange::setTransport(const std::optional<std::string>& authorityFile,
   ::curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, stall);
   ::curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
   ::curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, stall);
+  return handle;
+}
+
+void CurlExchange::attach(CurlHandle handle, std::size_t bodyLimit) {
+  handle_ = std::move(handle);
+  bodyLimit_ = bodyLimit;
+  CURL* const curl = handle_.get();
+  ::curl_easy_setopt(curl, CURLOPT_CURLU, url_.get());
+  if (request_.method == "POST") {
+    ::curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    ::curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE,
+                       static_cast<curl_off_t>(request_.body.size()));
+    ::curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request_.body.data());
+  } else {
+    ::curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  }
+  ::curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers_.get());
+  ::curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText_);
+  ::curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
+  ::curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
 }
 
 // libcurl takes a connection that ends within the head for a response without a body.

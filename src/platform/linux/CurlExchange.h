@@ -11,6 +11,7 @@
 
 #include "platform/HttpSession.h"
 #include "platform/linux/PendingWork.h"
+#include "util/Admission.h"
 
 namespace quarnel {
 
@@ -28,18 +29,32 @@ using ExchangeDone = std::function<void(HttpResult)>;
 
 Error transportError(CURLcode code, std::string description = {});
 
+struct CurlHandleDeleter {
+  void operator()(CURL* handle) const { ::curl_easy_cleanup(handle); }
+};
+using CurlHandle = std::unique_ptr<CURL, CurlHandleDeleter>;
+
 // One request and its answer, as a libcurl transfer. Used on the network thread only.
 class CurlExchange {
  public:
-  CurlExchange(HttpRequest request, ExchangeDone done, PendingWork::Token token);
+  CurlExchange(HttpRequest request, ExchangeDone done, PendingWork::Token token,
+               Admission::SharedTicket ticket);
   CurlExchange(const CurlExchange&) = delete;
   CurlExchange& operator=(const CurlExchange&) = delete;
 
-  // Sets the transfer up, or says why the request cannot be sent.
-  std::optional<Error> prepare(const std::optional<std::string>& authorityFile,
+  // A handle with all that exchanges have in common; null when there is none to be had.
+  static CurlHandle makeHandle(const std::optional<std::string>& authorityFile,
                                const HttpLimits& limits);
+
+  // Reads the request, or says why it cannot be sent.
+  std::optional<Error> parse();
+  const std::string& host() const { return host_; }  // With its port.
+
+  // Takes a handle, before the first exchange or after another's, and sets it up for this one. Not
+  // for a request that did not parse.
+  void attach(CurlHandle handle, std::size_t bodyLimit);
   CURL* handle() const { return handle_.get(); }
-  std::size_t requestSize() const { return request_.body.size(); }
+  CurlHandle detach() { return std::move(handle_); }
 
   // Tells the outcome of a transfer that libcurl has finished.
   void finish(CURLcode code);
@@ -47,30 +62,30 @@ class CurlExchange {
 
  private:
   struct Deleter {
-    void operator()(CURL* handle) const { ::curl_easy_cleanup(handle); }
     void operator()(CURLU* url) const { ::curl_url_cleanup(url); }
     void operator()(curl_slist* list) const { ::curl_slist_free_all(list); }
   };
 
   std::optional<Error> parseUrl();
-  std::optional<Error> setHeaders();
-  std::optional<Error> setMethod();
-  void setTransport(const std::optional<std::string>& authorityFile, const HttpLimits& limits);
+  std::optional<std::string> urlPart(CURLUPart part, unsigned flags = 0) const;
+  std::optional<Error> parseHeaders();
   bool appendHeader(const std::string& line);
   static std::size_t receiveHeader(char* line, std::size_t size, std::size_t count, void* exchange);
   static std::size_t receive(char* data, std::size_t size, std::size_t count, void* exchange);
 
   HttpRequest request_;
   ExchangeDone done_;
+  Admission::SharedTicket ticket_;  // Its place among those that are outstanding.
   PendingWork::Token token_;  // Given back after the outcome has been handed over.
   HttpResponse response_;
+  std::string host_;
   std::size_t bodyLimit_ = 0;
   bool headComplete_ = false;
   bool bodyTooLarge_ = false;
   char errorText_[CURL_ERROR_SIZE] = {};
   std::unique_ptr<CURLU, Deleter> url_;
   std::unique_ptr<curl_slist, Deleter> headers_;
-  std::unique_ptr<CURL, Deleter> handle_;  // Last: it refers to all of the above.
+  CurlHandle handle_;  // Last: it refers to all of the above.
 };
 
 }  // namespace quarnel
