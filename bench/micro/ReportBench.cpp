@@ -1,10 +1,18 @@
-// Building and encoding a report on the simulated platform, against writing a JSON object of the
-// same content with nothing around it.
+// The parts of building a report, and all of it on the simulated platform, against writing a JSON
+// object of the same content with nothing around it.
 #include <QuarnelTvOsLib/QuarnelTracker.h>
 #include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
 #include <benchmark/benchmark.h>
+#include <ifaddrs.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+
+#include "BenchDirectory.h"
+#include "platform/DeviceFacts.h"
+#include "platform/NetworkInterfaces.h"
+#include "platform/PlatformFactory.h"
+#include "transport/QuarnelServerHandler.h"
+#include "util/Json.h"
 
 namespace quarnel {
 namespace {
@@ -14,12 +22,66 @@ void configure(testing::SimulatedPlatform& platform) {
   platform.tracker().setAppleAppID("123456789");
 }
 
-void bareJson(benchmark::State& state) {
+Dictionary exampleReport() {
   testing::SimulatedPlatform platform;
   configure(platform);
   platform.tracker().trackEventWithValue("level", "12.50");
   platform.advance(std::chrono::seconds(1));
-  const Dictionary report = platform.reports("dev-Key-1").at(0);
+  return platform.reports("dev-Key-1").at(0);
+}
+
+void bareInterfaces(benchmark::State& state) {
+  for (auto _ : state) {
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) == 0) ::freeifaddrs(first);
+  }
+}
+BENCHMARK(bareInterfaces)->Name("report/bareInterfaces");
+
+void deviceFacts(benchmark::State& state) {
+  const bench::Directory directory;
+  HostEnvironment environment;
+  environment.setStateDirectory(directory.path());
+  environment.setKeychainFile(directory.path() + "/keychain.db");
+  const auto platform = makePlatform(environment.options());
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(platform->device().currentDevice());
+    benchmark::DoNotOptimize(platform->device().mainBundle());
+    benchmark::DoNotOptimize(platform->networkInterfaces().list());
+  }
+}
+BENCHMARK(deviceFacts)->Name("report/deviceFacts");
+
+void json(benchmark::State& state) {
+  const Dictionary report = exampleReport();
+  for (auto _ : state) benchmark::DoNotOptimize(writeJson(report));
+}
+BENCHMARK(json)->Name("report/json");
+
+// Takes requests and forgets them.
+class NoSession final : public HttpSession {
+ public:
+  void startDataTask(HttpRequest request, HttpCompletion completion) override {
+    benchmark::DoNotOptimize(request);
+    benchmark::DoNotOptimize(completion);
+  }
+};
+
+void handOff(benchmark::State& state) {
+  testing::SimulatedPlatform platform;
+  const DebugLog log(platform.platform().logSink());
+  NoSession session;
+  QuarnelServerHandler handler(session, log);
+  const auto record = std::make_shared<const QuarnelRequestCacheData>(
+      "https://events.example/api/v4/iosevent?app_id=123456789", std::string(1500, 'b'), "1.0.0");
+  for (auto _ : state) {
+    handler.sendRequestEventToServer(record, false, "123456789", false, nullptr);
+  }
+}
+BENCHMARK(handOff)->Name("report/handOff");
+
+void bareJson(benchmark::State& state) {
+  const Dictionary report = exampleReport();
   for (auto _ : state) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
