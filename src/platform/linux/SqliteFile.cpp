@@ -60,11 +60,27 @@ int checkPages(sqlite3* database) {
   return columnText(check, 0) == "ok" ? SQLITE_OK : SQLITE_CORRUPT;
 }
 
+sqlite3_stmt* keptStatement(sqlite3* database, const char* sql) {
+  sqlite3_stmt* kept = ::sqlite3_next_stmt(database, nullptr);
+  while (kept != nullptr && std::strcmp(::sqlite3_sql(kept), sql) != 0) {
+    kept = ::sqlite3_next_stmt(database, kept);
+  }
+  return kept;
+}
+
+int executeOften(sqlite3* database, const char* sql) {
+  return SqliteStatement(database, sql, SqliteStatement::Use::kOften).run();
+}
+
 }  // namespace
 
-SqliteStatement::SqliteStatement(sqlite3* database, const char* sql) : database_(database) {
-  sqlite3_stmt* statement = nullptr;
-  ::sqlite3_prepare_v2(database, sql, -1, &statement, nullptr);
+SqliteStatement::SqliteStatement(sqlite3* database, const char* sql, Use use)
+    : database_(database), statement_(nullptr, Deleter{use}) {
+  sqlite3_stmt* statement = use == Use::kOften ? keptStatement(database, sql) : nullptr;
+  if (statement == nullptr) {
+    const unsigned flags = use == Use::kOften ? SQLITE_PREPARE_PERSISTENT : 0;
+    ::sqlite3_prepare_v3(database, sql, -1, flags, &statement, nullptr);
+  }
   statement_.reset(statement);
 }
 
@@ -167,9 +183,9 @@ bool SqliteFile::read(const std::function<int(sqlite3*)>& work, DeferredLog& log
 
 bool SqliteFile::transact(const std::function<int(sqlite3*)>& work, DeferredLog& log) {
   sqlite3* const database = database_.get();
-  int code = execute(database, "BEGIN IMMEDIATE");
+  int code = executeOften(database, "BEGIN IMMEDIATE");
   if (code == SQLITE_OK) code = work(database);
-  if (code == SQLITE_OK) code = execute(database, "COMMIT");
+  if (code == SQLITE_OK) code = executeOften(database, "COMMIT");
   if (code == SQLITE_OK) {
     failing_ = false;
     isSuspect_ = false;

@@ -13,7 +13,11 @@ namespace quarnel {
 // A prepared statement; null when it could not be prepared.
 class SqliteStatement {
  public:
-  SqliteStatement(sqlite3* database, const char* sql);
+  enum class Use { kOnce, kOften };
+
+  // One that is used often stays with the database until that is closed, ready for the next time:
+  // preparing it takes as long as running it.
+  SqliteStatement(sqlite3* database, const char* sql, Use use = Use::kOnce);
   sqlite3_stmt* get() const { return statement_.get(); }
 
   // Runs a statement that returns no rows: SQLITE_OK, or the error.
@@ -21,7 +25,10 @@ class SqliteStatement {
 
  private:
   struct Deleter {
-    void operator()(sqlite3_stmt* statement) const { ::sqlite3_finalize(statement); }
+    Use use;
+    void operator()(sqlite3_stmt* statement) const {
+      use == Use::kOften ? ::sqlite3_reset(statement) : ::sqlite3_finalize(statement);
+    }
   };
   sqlite3* database_;
   std::unique_ptr<sqlite3_stmt, Deleter> statement_;
@@ -62,7 +69,10 @@ class SqliteFile {
 
  private:
   struct Closer {
-    void operator()(sqlite3* database) const { ::sqlite3_close_v2(database); }
+    void operator()(sqlite3* database) const {
+      while (auto* kept = ::sqlite3_next_stmt(database, nullptr)) ::sqlite3_finalize(kept);
+      ::sqlite3_close_v2(database);
+    }
   };
 
   bool tryOpen(DeferredLog& log);

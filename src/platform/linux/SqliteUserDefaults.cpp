@@ -168,7 +168,7 @@ int SqliteUserDefaults::load(sqlite3* database) const {
 
 // In a transaction: else the version could be a later one than what is loaded.
 int SqliteUserDefaults::loadIfChanged(sqlite3* database) const {
-  SqliteStatement version(database, "PRAGMA data_version");
+  SqliteStatement version(database, "PRAGMA data_version", SqliteStatement::Use::kOften);
   if (!version.get() || ::sqlite3_step(version.get()) != SQLITE_ROW) {
     return ::sqlite3_extended_errcode(database);
   }
@@ -206,8 +206,10 @@ bool SqliteUserDefaults::commit(DeferredLog& log, const std::function<void()>& c
 }
 
 int SqliteUserDefaults::writeChanges(sqlite3* database, const Changes& changes, DeferredLog& log) {
-  SqliteStatement store(database, "INSERT OR REPLACE INTO defaults VALUES(?1, ?2, ?3)");
-  SqliteStatement erase(database, "DELETE FROM defaults WHERE key = ?1");
+  using Use = SqliteStatement::Use;
+  SqliteStatement store(database, "INSERT OR REPLACE INTO defaults VALUES(?1, ?2, ?3)",
+                        Use::kOften);
+  SqliteStatement erase(database, "DELETE FROM defaults WHERE key = ?1", Use::kOften);
   if (!store.get() || !erase.get()) return ::sqlite3_extended_errcode(database);
   int code = SQLITE_OK;
   for (auto change = changes.begin(); code == SQLITE_OK && change != changes.end(); ++change) {
