@@ -24,6 +24,8 @@ class SimulatedDevice : public Device, public NetworkInterfaces {
  public:
   explicit SimulatedDevice(const HostOptions& options);
   DeviceFacts currentDevice() const override { return facts; }
+  bool isMultitaskingSupported() const override { return facts.isMultitaskingSupported; }
+  std::optional<std::string> systemVersion() const override { return facts.systemVersion; }
   BundleFacts mainBundle() const override { return bundle; }
   std::optional<std::vector<NetworkInterface>> list() const override;
 

@@ -31,11 +31,15 @@ struct BundleFacts {
   std::optional<std::string> appStoreReceiptPath;
 };
 
-// Device and application facts. Cheap enough to ask for every report; callable from any thread.
+// Device and application facts. Cheap enough to ask for every report, apart from the first time;
+// callable from any thread.
 class Device {
  public:
   virtual ~Device() = default;
   virtual DeviceFacts currentDevice() const = 0;
+  // Two of them alone, and cheap the first time too: for the start of the application.
+  virtual bool isMultitaskingSupported() const = 0;
+  virtual std::optional<std::string> systemVersion() const = 0;
   virtual BundleFacts mainBundle() const = 0;
 };
 

@@ -37,7 +37,7 @@ Lifecycle::Lifecycle(const TrackerContext& context, Counters& counters, DeviceId
 
 void Lifecycle::start() {
   context_.log.always("Quarnel SDK version " + std::string(kLibraryVersion) + " started build");
-  if (!context_.platform.device().currentDevice().isMultitaskingSupported) return;
+  if (!context_.platform.device().isMultitaskingSupported()) return;
   observe(UIApplicationDidEnterBackgroundNotification,
           [this](const Value&) { handleEnteredBackground(); });
   observe(UIApplicationDidFinishLaunchingNotification,

@@ -120,23 +120,25 @@ TEST(DeviceTest, FactsComeFromTheSystemsFiles) {
   std::filesystem::create_symlink("../usr/lib/os-release", root / "etc/os-release");
   writeFile(root / "proc/device-tree/model", std::string("Box 4\0", 6));
   writeFile(root / "etc/machine-id", machine + "\n");
-  const DeviceFacts facts = readDeviceFacts(root.path(), "com.example.app");
+  const DeviceFacts facts = readDeviceFacts(root.path());
   EXPECT_EQ(facts.systemName, "TV \"OS\"");
   EXPECT_EQ(facts.systemVersion, "9.2");
   EXPECT_EQ(facts.model, "Box 4");
-  ASSERT_TRUE(facts.identifierForVendor);
-  EXPECT_EQ(facts.identifierForVendor->size(), 36U);
   const auto vendorOf = [&](const char* bundle) {
-    return readDeviceFacts(root.path(), bundle).identifierForVendor;
+    return readIdentifierForVendor(root.path(), bundle);
   };
-  EXPECT_EQ(vendorOf("com.example.other"), facts.identifierForVendor);
-  EXPECT_NE(vendorOf("com.another.app"), facts.identifierForVendor);
+  const auto vendor = vendorOf("com.example.app");
+  ASSERT_TRUE(vendor);
+  EXPECT_EQ(vendor->size(), 36U);
+  EXPECT_EQ(vendorOf("com.example.other"), vendor);
+  EXPECT_NE(vendorOf("com.another.app"), vendor);
   writeFile(root / "etc/machine-id", "uninitialized\n");
   EXPECT_FALSE(vendorOf("com.example.app"));
   writeFile(root / "sys/class/dmi/id/product_name", " \n");
-  EXPECT_EQ(readDeviceFacts(root.path(), {}).model, "Box 4") << "a blank name is none";
-  const DeviceFacts bare = readDeviceFacts(root / "nothing", {});
-  EXPECT_FALSE(bare.systemVersion || bare.model || bare.identifierForVendor);
+  EXPECT_EQ(readDeviceFacts(root.path()).model, "Box 4") << "a blank name is none";
+  const DeviceFacts bare = readDeviceFacts(root / "nothing");
+  EXPECT_FALSE(bare.systemVersion || bare.model);
+  EXPECT_FALSE(readIdentifierForVendor(root / "nothing", {}));
 }
 
 TEST(PlatformTest, HostEnvironmentReachesThePorts) {

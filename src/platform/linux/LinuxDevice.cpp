@@ -133,8 +133,12 @@ Locale parseLocale(std::string_view name) {
   return {std::string(language) + "-" + std::string(country), std::string(country)};
 }
 
-DeviceFacts readDeviceFacts(const std::string& root,
-                            const std::optional<std::string>& bundleIdentifier) {
+std::optional<std::string> readIdentifierForVendor(
+    const std::string& root, const std::optional<std::string>& bundleIdentifier) {
+  return vendorIdentifier(readLine(root + "/etc/machine-id"), vendorPart(bundleIdentifier));
+}
+
+DeviceFacts readDeviceFacts(const std::string& root) {
   DeviceFacts facts;
   facts.name = hostName();
   auto release = readText(root + "/etc/os-release");
@@ -148,8 +152,6 @@ DeviceFacts readDeviceFacts(const std::string& root,
   facts.localizedModel = facts.model;
   utsname kernel{};
   if (::uname(&kernel) == 0) facts.hardwareMachine = kernel.machine;
-  facts.identifierForVendor =
-      vendorIdentifier(readLine(root + "/etc/machine-id"), vendorPart(bundleIdentifier));
   Locale locale = parseLocale(localeName());
   facts.preferredLanguages = {std::move(locale.languageTag)};
   facts.countryCode = std::move(locale.countryCode);
@@ -157,8 +159,18 @@ DeviceFacts readDeviceFacts(const std::string& root,
 }
 
 LinuxDevice::LinuxDevice(DeviceFacts facts, const Overrides& overrides, BundleFacts bundle)
-    : facts_(std::move(facts)), bundle_(std::move(bundle)) {
+    : facts_(std::move(facts)),
+      bundle_(std::move(bundle)),
+      hasOwnIdentifier_(overrides.find("vendorId") != overrides.end()) {
   for (const auto& [field, value] : overrides) overrideDeviceFact(facts_, field, value);
+}
+
+DeviceFacts LinuxDevice::currentDevice() const {
+  std::call_once(identified_, [this] {
+    if (hasOwnIdentifier_) return;
+    facts_.identifierForVendor = readIdentifierForVendor("", bundle_.bundleIdentifier);
+  });
+  return facts_;
 }
 
 }  // namespace quarnel

@@ -70,8 +70,7 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options)
 LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirectories& directories)
     : log_(makeLogSink(options)),
       pending_(std::make_shared<PendingWork>()),
-      device_(readDeviceFacts("", options.bundle.bundleIdentifier), options.deviceFacts,
-              options.bundle),
+      device_(readDeviceFacts(""), options.deviceFacts, options.bundle),
       fileSystem_(directories),
       networkInterfaces_(options.wifi),
       advertisingIdentifier_(options.advertisingIdentity, *log_),
