@@ -22,16 +22,18 @@ Error endOfProcess() { return transportError(CURLE_ABORTED_BY_CALLBACK, "The pro
 
 CurlEngine::CurlEngine(std::optional<std::string> authorityFile,
                        std::shared_ptr<PendingWork> pending, HttpLimits limits)
-    : pending_(std::move(pending)), limits_(limits),
-      outstanding_({limits.exchanges, limits.requestBodies}), transfers_(std::move(authorityFile), limits) {}
+    : pending_(std::move(pending)),
+      limits_(limits),
+      outstanding_({limits.exchanges, limits.requestBodies}),
+      transfers_(std::move(authorityFile), limits) {}
 
 CurlEngine::~CurlEngine() { stop(); }
 
 void CurlEngine::start(HttpRequest request, ExchangeDone done) {
   auto ticket = outstanding_.admit(request.body.size());
   const bool isAdmitted = ticket != nullptr;
-  auto exchange = std::make_unique<CurlExchange>(
-      std::move(request), std::move(done), PendingWork::Token(pending_), std::move(ticket));
+  auto exchange = std::make_unique<CurlExchange>(std::move(request), std::move(done),
+                                                 PendingWork::Token(pending_), std::move(ticket));
   const std::lock_guard lock(mutex_);
   if (stopping_) return;
   if (!isAdmitted) {

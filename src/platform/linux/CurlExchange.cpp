@@ -1,6 +1,7 @@
 #include "platform/linux/CurlExchange.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
@@ -25,6 +26,12 @@ bool isHeaderName(const std::string& name) {
 // The programs that the application starts would inherit sockets that libcurl opens.
 curl_socket_t openSocket(void* /*context*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+// The file of the system's authorities; null when there is none that can be read.
+const char* systemAuthorityFile() {
+  const char* const file = ::curl_version_info(CURLVERSION_NOW)->cainfo;
+  return file != nullptr && ::access(file, R_OK) == 0 ? file : nullptr;
 }
 
 // What would end the header, or the text as libcurl sees it, and let the rest be something else.
@@ -118,9 +125,12 @@ CurlHandle CurlExchange::makeHandle(const std::optional<std::string>& authorityF
   ::curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMostRedirects);
   ::curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
   ::curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  if (authorityFile) {
-    ::curl_easy_setopt(curl, CURLOPT_CAINFO, authorityFile->c_str());
-    // Else the system's directory of authorities would be trusted as well.
+  if (const char* file = authorityFile ? authorityFile->c_str() : systemAuthorityFile()) {
+    ::curl_easy_setopt(curl, CURLOPT_CAINFO, file);
+    // Else the system's directory of authorities would be trusted beside a file of the
+    // application. Beside the system's file it holds the same, and with a directory libcurl does
+    // not keep what it has read: each connection would read all the authorities again, which is
+    // most of its cost.
     ::curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
   }
   const auto stall = static_cast<long>(limits.stall.count());

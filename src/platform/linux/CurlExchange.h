@@ -76,7 +76,7 @@ class CurlExchange {
   HttpRequest request_;
   ExchangeDone done_;
   Admission::SharedTicket ticket_;  // Its place among those that are outstanding.
-  PendingWork::Token token_;  // Given back after the outcome has been handed over.
+  PendingWork::Token token_;        // Given back after the outcome has been handed over.
   HttpResponse response_;
   std::string host_;
   std::size_t bodyLimit_ = 0;
