@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <future>
+#include <mutex>
 #include <thread>
 
 #include "Support.h"
@@ -98,6 +99,45 @@ TEST_F(HttpTest, SendsTheRequestAsItIs) {
   EXPECT_NE(head.find("\r\nX-Empty:\r\n"), std::string::npos) << head;
   EXPECT_EQ(head.find("Expect"), std::string::npos) << head;
   EXPECT_TRUE(sent.substr(head.size() + 2) == body);
+}
+
+TEST_F(HttpTest, RequestsOnOneConnectionHaveNothingOfEachOther) {
+  std::mutex mutex;
+  std::vector<std::string> seen;
+  TlsServer server(localhost(), answering([&](const std::string& request) {
+                     const std::lock_guard lock(mutex);
+                     seen.push_back(request);
+                     return reply("200 OK");
+                   }));
+  HttpRequest first = post(server.url("/first"), "body");
+  first.headers.emplace_back("X-First", "1");
+  for (const HttpRequest& each :
+       {first, {"GET", server.url("/second"), {}, ""}, post(server.url("/third"), "")}) {
+    ASSERT_TRUE(fetch(each).response);
+  }
+  const std::lock_guard lock(mutex);
+  ASSERT_EQ(seen.size(), 3U);
+  EXPECT_EQ(seen[1].rfind("GET /second ", 0), 0U);
+  EXPECT_EQ(seen[2].rfind("POST /third ", 0), 0U);
+  for (const std::string foreign : {"X-First", "body"}) {
+    EXPECT_EQ((seen[1] + seen[2]).find(foreign), std::string::npos) << seen[1] << seen[2];
+  }
+  EXPECT_EQ(seen[1].find("Accept: application/json"), std::string::npos) << seen[1];
+}
+
+TEST_F(HttpTest, SilentHostHoldsUpNoOther) {
+  constexpr int kSilent = 40;
+  TlsServer silent(localhost(), [](Connection& connection) { connection.waitForEnd(); });
+  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
+  std::atomic<int> failed = 0;
+  for (int i = 0; i < kSilent; ++i) {
+    network_.sharedSession().startDataTask(post(silent.url("/")),
+                                           [&failed](const HttpResult&) { ++failed; });
+  }
+  EXPECT_TRUE(fetch(post(server.url("/"))).response);
+  EXPECT_LT(failed, kSilent / 2) << "it waited for its turn among the others";
+  engine_->stop();
+  dispatcher_.stop();
 }
 
 TEST_F(HttpTest, FailedExchangesAreTransportErrors) {
