@@ -10,7 +10,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND BUILD_SHARED_LIBS AND NOT QUARNEL_SANI
 endif()
 
 function(quarnel_small_code target)
-  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
+  # Nobody asks for types at run time, whose names would be a tenth of the library.
+  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os -fno-rtti>)
   set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O2>)
   if(quarnel_whole_program)
     # Fat objects also link the ordinary way, into tests for example.
