@@ -1,0 +1,129 @@
+// Bounds and counts with real threads, sockets and files.
+#include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "Support.h"
+#include "TlsServer.h"
+#include "platform/Platform.h"
+#include "platform/PlatformFactory.h"
+#include "platform/linux/CounterFile.h"
+#include "platform/linux/LinuxDispatcher.h"
+
+namespace quarnel::test {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kEvents = 50'000;  // They make everything slower, and memory larger.
+constexpr std::size_t kMemory = std::size_t{1} << 30;
+#else
+constexpr int kEvents = 1'000'000;
+constexpr std::size_t kMemory = std::size_t{64} << 20;
+#endif
+
+std::size_t residentMemory() {
+  std::ifstream statm("/proc/self/statm");
+  std::size_t size = 0;
+  std::size_t resident = 0;
+  statm >> size >> resident;
+  return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
+  const TemporaryDirectory directory;
+  const Certificate authority("Authority", nullptr);
+  const Certificate certificate("localhost", &authority);
+  TlsServer server(certificate, [](Connection& connection) { connection.waitForEnd(); });
+  HostEnvironment environment;
+  environment.setStateDirectory(directory.path());
+  environment.setKeychainFile(directory / "keychain.db");
+  environment.setEndpointHost(Endpoint::kEvents, "localhost:" + std::to_string(server.port()));
+  environment.setLogSink([](std::string_view) {});
+  const auto platform = makePlatform(environment.options());
+  QuarnelTracker tracker(*platform, environment.options().services);
+  tracker.setQuarnelDevKey("key");
+
+  const std::size_t before = residentMemory();
+  std::size_t most = before;
+  for (int i = 0; i < kEvents; ++i) {
+    tracker.trackEventWithValues("purchase", Dictionary{{"qn_revenue", 9.99}, {"title", "Season"}});
+    if (i % 1000 == 0) most = std::max(most, residentMemory());
+  }
+  // Until what goes past the busy transport has been refused and kept or counted.
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  Diagnostics numbers = tracker.diagnostics();
+  while (numbers.cached < 41 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    numbers = tracker.diagnostics();
+  }
+  EXPECT_LT(most - before, kMemory);
+  EXPECT_EQ(numbers.accepted + numbers.lost.tooManyWaiting, std::uint64_t{kEvents});
+  EXPECT_EQ(numbers.cached, 41U);
+  EXPECT_LE(numbers.waiting, 16384U);
+  EXPECT_LE(numbers.inFlight, 16384U);
+  EXPECT_EQ(numbers.delivered, 0U);
+  EXPECT_FALSE(tracker.drain(std::chrono::milliseconds(1)));
+}
+
+class CounterFileTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<CounterFile> open() {
+    return CounterFile::make(directory_ / "Library/counters",
+                             dispatcher_.makeUncountedQueue("counters"), log_);
+  }
+
+  TemporaryDirectory directory_;
+  std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
+  LinuxDispatcher dispatcher_{nullptr, std::make_shared<PendingWork>(), log_};
+};
+
+TEST_F(CounterFileTest, ProcessesAddUpAndAKilledOneCostsNothingThatWasSaved) {
+  const auto first = open();
+  const auto second = open();
+  first->increment(0);
+  first->increment(15);
+  first->save();
+  second->increment(0);
+  EXPECT_EQ(second->totals()[0], 2U);
+  second->saveSoon();
+  // Another process sees it without being told.
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (open()->totals()[0] != 2 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  first->increment(0);
+  first->save();
+  EXPECT_EQ(open()->totals()[0], 3U);
+  EXPECT_EQ(open()->totals()[15], 1U);
+  EXPECT_EQ(log_->lines(), std::vector<std::string>());
+}
+
+TEST_F(CounterFileTest, DamageStartsAtZeroAndIsMended) {
+  for (const char* content : {"", "nonsense"}) {
+    const auto counters = open();
+    counters->increment(1);
+    counters->save();
+    std::ofstream(directory_ / "Library/counters", std::ios::trunc) << content;
+    counters->increment(1);
+    counters->save();
+    EXPECT_EQ(open()->totals()[1], 1U) << content;
+    std::filesystem::remove(directory_ / "Library/counters");
+  }
+  EXPECT_FALSE(log_->lines().empty());
+}
+
+TEST_F(CounterFileTest, WhatCannotBeSavedIsKeptInMemory) {
+  std::filesystem::create_directories(directory_ / "Library/counters");
+  const auto counters = open();
+  counters->increment(2);
+  counters->save();
+  EXPECT_EQ(counters->totals()[2], 1U);
+  std::filesystem::remove(directory_ / "Library/counters");
+  counters->save();
+  EXPECT_EQ(open()->totals()[2], 1U);
+}
+
+}  // namespace
+}  // namespace quarnel::test
