@@ -23,14 +23,10 @@ install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLibConfig.cmake
               ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLibConfigVersion.cmake
   DESTINATION ${quarnel_package_dir} COMPONENT development)
 
-# A static library has its users link what it needs, and a C program the C++ runtime as well.
-set(pkgconfig_requires "libcurl libcrypto sqlite3")
-set(pkgconfig_libs "-lstdc++ -lpthread -ldl")
-if(BUILD_SHARED_LIBS)
-  set(pkgconfig_private "Requires.private: ${pkgconfig_requires}\nLibs.private: ${pkgconfig_libs}")
-else()
-  set(pkgconfig_private "Requires: ${pkgconfig_requires}\nLibs.private: ${pkgconfig_libs}")
-  set(pkgconfig_link " ${pkgconfig_libs}")
+# A static library has its users link what it needs; a shared one brings it along.
+if(NOT BUILD_SHARED_LIBS)
+  set(pkgconfig_requires "Requires: libcurl libcrypto sqlite3")
+  set(pkgconfig_link " -lstdc++ -lpthread -ldl")
 endif()
 configure_file(cmake/QuarnelTvOsLib.pc.in ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc
