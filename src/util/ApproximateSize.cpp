@@ -24,7 +24,7 @@ struct Sum {
 
   void add(const Dictionary& values) {
     for (const auto& [key, value] : values) {
-      bytes += sizeof key + key.size();
+      bytes += sizeof(std::string) + key.size();
       add(value);
     }
   }

@@ -41,7 +41,18 @@ void checkWritten(const Value& value) {
           "written JSON reads back the same");
 }
 
+// With objects that stand for dates, bytes and numbers that are not finite.
+void checkTagged(std::string_view text) {
+  const JsonReadResult read = readTaggedJson(text);
+  require(read.value.has_value() == read.error.description.empty(), "an error says why");
+  if (!read.value) return;
+  const std::string written = writeTaggedJson(*read.value);
+  require(isValidUtf8(written), "written JSON is UTF-8");
+  require(readTaggedJson(written).value.has_value(), "what was written can be read");
+}
+
 void check(std::string_view text) {
+  checkTagged(text);
   JsonReadResult read = readJson(text);
   require(read.value.has_value() == read.error.description.empty(), "an error says why");
   if (!read.value) return;

@@ -35,11 +35,12 @@ TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
   const TemporaryDirectory directory;
   const Certificate authority("Authority", nullptr);
   const Certificate certificate("localhost", &authority);
-  TlsServer server(certificate, [](Connection& connection) { connection.waitForEnd(); });
+  auto server = std::make_unique<TlsServer>(
+      certificate, [](Connection& connection) { connection.waitForEnd(); });
   HostEnvironment environment;
   environment.setStateDirectory(directory.path());
   environment.setKeychainFile(directory / "keychain.db");
-  environment.setEndpointHost(Endpoint::kEvents, "localhost:" + std::to_string(server.port()));
+  environment.setEndpointHost(Endpoint::kEvents, "localhost:" + std::to_string(server->port()));
   environment.setLogSink([](std::string_view) {});
   const auto platform = makePlatform(environment.options());
   QuarnelTracker tracker(*platform, environment.options().services);
@@ -65,6 +66,14 @@ TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
   EXPECT_LE(numbers.inFlight, 16384U);
   EXPECT_EQ(numbers.delivered, 0U);
   EXPECT_FALSE(tracker.drain(std::chrono::milliseconds(1)));
+
+  // Once the server has gone nothing waits for it any longer, and every report has its end.
+  server.reset();
+  ASSERT_TRUE(tracker.drain(std::chrono::minutes(2)));
+  numbers = tracker.diagnostics();
+  EXPECT_EQ(numbers.waiting + numbers.inFlight + numbers.delivered, 0U);
+  EXPECT_EQ(numbers.failed, numbers.accepted);
+  EXPECT_EQ(numbers.failed, numbers.cached + numbers.lost.cacheFull);
 }
 
 class CounterFileTest : public ::testing::Test {

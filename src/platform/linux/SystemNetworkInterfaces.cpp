@@ -29,6 +29,7 @@ std::optional<std::vector<NetworkInterface>> systemInterfaces() {
   if (::ioctl(socket.get(), SIOCGIFCONF, &addresses) != 0) return std::nullopt;
   requests.resize(static_cast<std::size_t>(addresses.ifc_len) / sizeof(ifreq));
   std::vector<NetworkInterface> interfaces;
+  interfaces.reserve(requests.size());
   for (const ifreq& each : requests) {
     interfaces.push_back({.name = std::string(each.ifr_name, ::strnlen(each.ifr_name, IFNAMSIZ)),
                           .isIPv4 = each.ifr_addr.sa_family == AF_INET,
