@@ -30,6 +30,14 @@ std::string json(const Delivery& delivery) {
 const Words kNoWorkAtExit{"ASAN_OPTIONS=detect_leaks=0",
                           "TSAN_OPTIONS=halt_on_error=1:atexit_sleep_ms=0"};
 
+// ThreadSanitizer's own memory can be locked when other threads are forked away: then the child
+// waits for it for ever.
+#ifdef __SANITIZE_THREAD__
+constexpr bool kCanForkBusyThreads = false;
+#else
+constexpr bool kCanForkBusyThreads = true;
+#endif
+
 class EnvironmentTest : public testing::Test {
  protected:
   EnvironmentTest() { server_.reportingHere(folder_.path()); }
@@ -89,6 +97,7 @@ TEST_F(EnvironmentTest, EachReportArrivesOnceWhateverTheApplicationDoes) {
   };
   for (const auto& each : cases) {
     if (each.scenario == "small stack" && QUARNEL_IS_SANITIZED) continue;
+    if (each.scenario.rfind("fork ", 0) == 0 && !kCanForkBusyThreads) continue;
     std::filesystem::remove_all(folder_.path("state"));
     expectToWork(each.scenario, each.with);
     // Brings what lies in the cache.
