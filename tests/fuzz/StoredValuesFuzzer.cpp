@@ -20,6 +20,9 @@ class OneValue final : public UserDefaults {
   std::optional<Value> get(std::string_view) const override { return value_; }
   void set(std::string_view, Value value) override { value_ = std::move(value); }
   void remove(std::string_view) override { value_.reset(); }
+  Value modify(std::string_view, const ValueChange& change) override {
+    return *(value_ = change(value_));
+  }
   bool synchronize() override { return true; }
 
  private:
@@ -60,7 +63,7 @@ Number numberOf(std::string_view bytes) {
   return number;
 }
 
-void bind(const Row& row, char kind, std::string_view type, std::string_view content) {
+void bindValue(const Row& row, char kind, std::string_view type, std::string_view content) {
   const auto size = static_cast<int>(content.size());
   sqlite3_stmt* const to = row.statement();
   ::sqlite3_bind_text(to, 1, type.data(), static_cast<int>(type.size()), SQLITE_STATIC);
@@ -99,7 +102,7 @@ void check(std::string_view input) {
   input.remove_prefix(std::min<std::size_t>(input.size(), 1));
   const std::string_view type = takeLine(input);
   Row row;
-  bind(row, kind, type, input);
+  bindValue(row, kind, type, input);
   const auto value = row.read();
   if (!value) return;
   checkTypedAccess(*value);
