@@ -50,9 +50,10 @@ void CurlEngine::start(HttpRequest request, ExchangeDone done) {
     exchange->fail(transportError(CURLE_FAILED_INIT, error.what()));
     return;
   }
+  const bool isNoHurry = exchange->origin() == crowdedOrigin_;
   new_.push_back(std::move(exchange));
-  // The thread that was woken for the first takes all.
-  if (new_.size() == 1) wake();
+  // Once woken, the thread takes all.
+  if (!isNoHurry && !std::exchange(isWoken_, true)) wake();
 }
 
 void CurlEngine::startThreadOnce() {
@@ -138,11 +139,20 @@ void CurlEngine::transfer() {
   int running = 0;
   ::curl_multi_perform(multi_.get(), &running);
   transfers_.completeFinished(multi_.get());
+  if (hasNew()) return;
   ::curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(kLongestPoll.count()), nullptr);
+}
+
+// Before each poll. Tells start() for which exchanges it need not end.
+bool CurlEngine::hasNew() {
+  const std::lock_guard lock(mutex_);
+  crowdedOrigin_ = transfers_.crowdedOrigin();
+  return !new_.empty();
 }
 
 std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
   const std::lock_guard lock(mutex_);
+  isWoken_ = false;
   return std::exchange(new_, {});
 }
 

@@ -61,6 +61,12 @@ std::optional<Error> CurlExchange::parse() {
   return parseHeaders();
 }
 
+std::string_view CurlExchange::origin() const {
+  const std::string_view url = request_.url;
+  const std::size_t host = url.find("://");
+  return host == std::string_view::npos ? url : url.substr(0, url.find_first_of("/?#", host + 3));
+}
+
 std::optional<Error> CurlExchange::parseUrl() {
   if (request_.url.find('\0') != std::string::npos) return transportError(CURLE_URL_MALFORMAT);
   url_.reset(::curl_url());

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/HttpSession.h"
 #include "platform/linux/PendingWork.h"
@@ -48,6 +49,8 @@ class CurlExchange {
 
   // Reads the request, or says why it cannot be sent.
   std::optional<Error> parse();
+  // The scheme and the host of the URL as it was given, read or not.
+  std::string_view origin() const;
   const std::string& host() const { return host_; }  // With its port.
 
   // Takes a handle, before the first exchange or after another's, and sets it up for this one. Not

@@ -5,11 +5,17 @@
 namespace quarnel {
 namespace {
 
-// More than there are connections to a host, because one of HTTP/2 serves several at a time.
-constexpr int kTransfersPerHost = 16;
+// With HTTP/2 a connection serves several at a time.
+constexpr long kMultiplexedTransfers = 16;
 
 // A handle keeps some ten kilobytes.
 constexpr std::size_t kMostIdleHandles = 4;
+
+bool usedHttp2(CURL* handle) {
+  long version = CURL_HTTP_VERSION_NONE;
+  ::curl_easy_getinfo(handle, CURLINFO_HTTP_VERSION, &version);
+  return version == CURL_HTTP_VERSION_2_0;
+}
 
 }  // namespace
 
@@ -26,10 +32,14 @@ void CurlTransfers::add(CURLM* multi, ExchangePointer exchange) {
   startWaiting(multi, host);
 }
 
+long CurlTransfers::transfersAtATime(const Line& line) const {
+  return line.isMultiplexed ? kMultiplexedTransfers : limits_.connectionsPerHost;
+}
+
 void CurlTransfers::startWaiting(CURLM* multi, const std::string& host) {
   const auto found = lines_.find(host);
   Line& line = found->second;
-  while (line.active < kTransfersPerHost && !line.waiting.empty()) {
+  while (line.active < transfersAtATime(line) && !line.waiting.empty()) {
     ExchangePointer exchange = std::move(line.waiting.front());
     line.waiting.pop_front();
     if (start(multi, std::move(exchange))) ++line.active;
@@ -57,13 +67,23 @@ void CurlTransfers::completeFinished(CURLM* multi) {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* const handle = message->easy_handle;
     const CURLcode code = message->data.result;
+    const bool isHttp2 = usedHttp2(handle);
     ::curl_multi_remove_handle(multi, handle);
     const ExchangePointer exchange = std::move(active_.extract(handle).mapped());
     exchange->finish(code);
     giveBack(exchange->detach());
-    --lines_.at(exchange->host()).active;
+    Line& line = lines_.at(exchange->host());
+    --line.active;
+    line.isMultiplexed = isHttp2;
     startWaiting(multi, exchange->host());
   }
+}
+
+std::optional<std::string> CurlTransfers::crowdedOrigin() const {
+  for (const auto& [host, line] : lines_) {
+    if (!line.waiting.empty()) return std::string(line.waiting.front()->origin());
+  }
+  return std::nullopt;
 }
 
 void CurlTransfers::failAll(CURLM* multi, const Error& error) {

@@ -28,6 +28,9 @@ class CurlTransfers {
   // Tells the outcomes of what libcurl has finished.
   void completeFinished(CURLM* multi);
 
+  // An origin whose next exchange waits for another one's end.
+  std::optional<std::string> crowdedOrigin() const;
+
   // Ends everything with the error.
   void failAll(CURLM* multi, const Error& error);
 
@@ -38,10 +41,12 @@ class CurlTransfers {
   using ExchangePointer = std::unique_ptr<CurlExchange>;
 
   struct Line {
-    int active = 0;
+    long active = 0;
+    bool isMultiplexed = false;
     std::deque<ExchangePointer> waiting;
   };
 
+  long transfersAtATime(const Line& line) const;
   void startWaiting(CURLM* multi, const std::string& host);
   bool start(CURLM* multi, ExchangePointer exchange);
   CurlHandle takeHandle();
