@@ -40,11 +40,17 @@ QuarnelRequestCache::QuarnelRequestCache(Platform& platform, const std::string& 
 
 void QuarnelRequestCache::cacheRequest(RequestRecord record) {
   if (!record) return;
+  isLoadQueued_ = false;  // That load would come too early for this record.
   queue_->post([this, record = std::move(record)] { write(*record); });
 }
 
 void QuarnelRequestCache::processCache() {
-  queue_->post([this] { load(); });
+  // After a burst of deliveries one load is enough, but each has its line in the log.
+  if (!log_.isEnabled() && isLoadQueued_.exchange(true)) return;
+  queue_->post([this] {
+    isLoadQueued_ = false;
+    load();
+  });
 }
 
 void QuarnelRequestCache::deleteRequest(RequestRecord record) {
@@ -154,12 +160,13 @@ void QuarnelRequestCache::load() {
   if (failedToInitialize_) initialize();
   cachedRequests_ = getCachedRequests();
   log_("-[QuarnelRequestCache processCache]", "Cache size ", cachedRequests_.size());
+  if (cachedRequests_.empty()) return;
   platform_.dispatcher().mainQueue().postAfter(
       kReplayDelay, [this, load = ++loads_] { queue_->post([this, load] { startReplay(load); }); });
 }
 
-// The start of an earlier load that found nothing must not hasten this one, and a record of the
-// replay before may still be in flight: its completion then goes on with the list.
+// The start of an earlier load whose records have left already must not hasten this one, and a
+// record of the replay before may still be in flight: its completion then goes on with the list.
 void QuarnelRequestCache::startReplay(unsigned load) {
   if (load == loads_ && !isInFlight_) sendNext();
 }

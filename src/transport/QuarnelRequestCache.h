@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -64,6 +65,7 @@ class QuarnelRequestCache : public RequestReplay {
   QuarnelServerHandler& serverHandler_;
   const AppID appleAppID_;
   const std::shared_ptr<SerialQueue> queue_;
+  std::atomic<bool> isLoadQueued_ = false;
 
   // Touched on the queue only.
   std::deque<RequestRecord> cachedRequests_;

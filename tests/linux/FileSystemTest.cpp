@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <thread>
 
 #include "Support.h"
 #include "platform/linux/Directories.h"
@@ -151,6 +152,21 @@ TEST_F(FileSystemTest, ListsRemovesAndDates) {
   EXPECT_GE(*seen, *created);
   writeFile(directory_ / "later", "");
   EXPECT_EQ(LinuxFileSystem::firstSeenDate(directory_.path()), seen);
+}
+
+// A folder that is seen empty when it has been left alone for a while is not listed again.
+TEST_F(FileSystemTest, WhatComesIntoAnEmptyFolderIsListed) {
+  const std::string folder = directory_ / "folder";
+  std::filesystem::create_directory(folder);
+  const auto names = [&] { return files_.list(folder).value_or(std::vector<std::string>{"-"}); };
+  std::this_thread::sleep_for(std::chrono::milliseconds(4100));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(names(), std::vector<std::string>());
+  writeFile(folder + "/one", "");
+  EXPECT_EQ(names(), std::vector<std::string>{"one"});
+  std::filesystem::remove(folder + "/one");
+  EXPECT_EQ(names(), std::vector<std::string>());
+  std::filesystem::remove(folder);
+  EXPECT_EQ(names(), std::vector<std::string>{"-"});
 }
 
 }  // namespace

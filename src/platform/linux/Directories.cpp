@@ -66,11 +66,13 @@ std::optional<std::string> makeDirectories(const std::string& path) {
   // Upwards to the first one that can be made or is there, then down again.
   std::vector<std::string> missing{path};
   while (!missing.empty()) {
-    if (::mkdir(missing.back().c_str(), 0700) == 0 || isDirectory(missing.back())) {
+    const bool isThere = isDirectory(missing.back());
+    const int reason = isThere || ::mkdir(missing.back().c_str(), 0700) == 0 ? 0 : errno;
+    // Another process may have been quicker.
+    if (reason == 0 || (reason == EEXIST && isDirectory(missing.back()))) {
       missing.pop_back();
       continue;
     }
-    const int reason = errno;
     std::string parent = parentDirectory(missing.back());
     const bool parentIsMissing = reason == ENOENT && parent != missing.back();
     if (!parentIsMissing || isDirectory(parent)) {

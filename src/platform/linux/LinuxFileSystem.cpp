@@ -110,6 +110,10 @@ std::optional<std::string> LinuxFileSystem::createDirectory(const std::string& p
 }
 
 std::optional<std::vector<std::string>> LinuxFileSystem::list(const std::string& directory) const {
+  struct stat status {};
+  if (::lstat(directory.c_str(), &status) != 0) return std::nullopt;
+  std::vector<std::string> names;
+  if (emptyFolder_.isUnchanged(status)) return names;
   const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (descriptor < 0) return std::nullopt;
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(descriptor), &::closedir);
@@ -117,19 +121,22 @@ std::optional<std::vector<std::string>> LinuxFileSystem::list(const std::string&
     ::close(descriptor);
     return std::nullopt;
   }
-  std::vector<std::string> names;
+  bool isEmpty = true;
   for (;;) {
     errno = 0;
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr) break;
     const std::string_view name(entry->d_name);
+    if (name == "." || name == "..") continue;
+    isEmpty = false;
     if (isTemporaryName(name)) {
       removeIfAbandoned(descriptor, entry->d_name);
-    } else if (name != "." && name != "..") {
+    } else {
       names.emplace_back(name);
     }
   }
   if (errno != 0) return std::nullopt;
+  if (isEmpty) emptyFolder_.wasSeen(status);
   return names;
 }
 

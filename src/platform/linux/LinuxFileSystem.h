@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/FileSystem.h"
+#include "platform/linux/EmptyFolder.h"
 
 namespace quarnel {
 
@@ -38,6 +39,7 @@ class LinuxFileSystem final : public FileSystem {
 
  private:
   const ApplicationDirectories directories_;
+  mutable EmptyFolder emptyFolder_;
 };
 
 }  // namespace quarnel

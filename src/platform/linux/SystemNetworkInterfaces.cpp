@@ -1,6 +1,7 @@
 #include "platform/linux/SystemNetworkInterfaces.h"
 
 #include <net/if.h>
+#include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -14,26 +15,37 @@ namespace {
 
 constexpr char kWifiName[] = "en0";
 
-bool isLoopback(int socket, ifreq request) {
-  return ::ioctl(socket, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_LOOPBACK) != 0;
+constexpr std::size_t kUsualAddresses = 16;
+
+bool isLoopback(const ifreq& address) {
+  sockaddr_in internet{};
+  std::memcpy(&internet, &address.ifr_addr, sizeof internet);
+  return internet.sin_family == AF_INET && ntohl(internet.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
 }
 
 // Each report asks, so not with getifaddrs(), which has the kernel describe all there is to know of
 // every interface and takes ten times as long. This tells of IPv4 addresses only.
 std::optional<std::vector<NetworkInterface>> systemInterfaces() {
   const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!socket.valid()) return std::nullopt;
+  std::vector<ifreq> requests(kUsualAddresses);
   ifconf addresses{};
-  if (!socket.valid() || ::ioctl(socket.get(), SIOCGIFCONF, &addresses) != 0) return std::nullopt;
-  std::vector<ifreq> requests(static_cast<std::size_t>(addresses.ifc_len) / sizeof(ifreq));
-  addresses.ifc_req = requests.data();
-  if (::ioctl(socket.get(), SIOCGIFCONF, &addresses) != 0) return std::nullopt;
+  for (;;) {
+    const std::size_t room = requests.size() * sizeof(ifreq);
+    addresses.ifc_len = static_cast<int>(room);
+    addresses.ifc_req = requests.data();
+    if (::ioctl(socket.get(), SIOCGIFCONF, &addresses) != 0) return std::nullopt;
+    // It tells as many as there is room for.
+    if (static_cast<std::size_t>(addresses.ifc_len) < room) break;
+    requests.resize(requests.size() * 2);
+  }
   requests.resize(static_cast<std::size_t>(addresses.ifc_len) / sizeof(ifreq));
   std::vector<NetworkInterface> interfaces;
   interfaces.reserve(requests.size());
   for (const ifreq& each : requests) {
     interfaces.push_back({.name = std::string(each.ifr_name, ::strnlen(each.ifr_name, IFNAMSIZ)),
                           .isIPv4 = each.ifr_addr.sa_family == AF_INET,
-                          .isLoopback = isLoopback(socket.get(), each)});
+                          .isLoopback = isLoopback(each)});
   }
   return interfaces;
 }
