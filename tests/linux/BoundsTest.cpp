@@ -32,7 +32,7 @@ std::size_t residentMemory() {
 }
 
 TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
-  const TemporaryDirectory directory;
+  static const TemporaryDirectory directory;
   const Certificate authority("Authority", nullptr);
   const Certificate certificate("localhost", &authority);
   auto server = std::make_unique<TlsServer>(
@@ -42,8 +42,9 @@ TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
   environment.setKeychainFile(directory / "keychain.db");
   environment.setEndpointHost(Endpoint::kEvents, "localhost:" + std::to_string(server->port()));
   environment.setLogSink([](std::string_view) {});
-  const auto platform = makePlatform(environment.options());
-  QuarnelTracker tracker(*platform, environment.options().services);
+  // Never destroyed, like an application's: the notifications of the process go to it for ever.
+  static Platform& platform = *makePlatform(environment.options()).release();
+  static auto& tracker = *new QuarnelTracker(platform, environment.options().services);
   tracker.setQuarnelDevKey("key");
 
   const std::size_t before = residentMemory();
