@@ -18,16 +18,18 @@ std::int32_t counterFrom(const std::optional<Value>& stored) {
   return static_cast<std::int32_t>(std::clamp(storedInteger(stored), kLeast, kMost));
 }
 
-std::int32_t oneMore(std::int32_t number) {
-  return number < std::numeric_limits<std::int32_t>::max() ? number + 1 : number;
+// Stays at the largest number.
+std::int32_t sum(std::int32_t number, std::int32_t more) {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  return number < kMost - more ? number + more : kMost;
 }
 
 }  // namespace
 
-std::int32_t Counters::increaseAndStore(std::string_view key) {
+std::int32_t Counters::increaseAndStore(std::string_view key, std::int32_t by) {
   // What a second process of the application has counted meanwhile counts here too.
-  const auto increase = [](const std::optional<Value>& stored) -> Value {
-    return oneMore(counterFrom(stored));
+  const auto increase = [by](const std::optional<Value>& stored) -> Value {
+    return sum(counterFrom(stored), by);
   };
   return counterFrom(context_.platform.userDefaults().modify(key, increase));
 }
@@ -43,23 +45,46 @@ std::int32_t Counters::getCounter(bool increase) {
     context_.log(kOperation, "1st lanunch");
   }
   if (increase) {
-    number = increaseAndStore(keys::kCounter);
+    number = increaseAndStore(keys::kCounter, 1);
     context_.log(kOperation, "save counter ", number);
   }
   return number;
 }
 
+void Counters::reserveInApp(std::size_t count) {
+  if (reserved_ > 0) return;
+  const auto more = static_cast<std::int32_t>(count);
+  context_.platform.userDefaults().modify(
+      keys::kInAppCounter, [this, more](const std::optional<Value>& stored) -> Value {
+        lastBeforeReserved_ = stored ? std::optional(counterFrom(stored)) : std::nullopt;
+        return sum(counterFrom(stored), more);
+      });
+  reserved_ = more;
+}
+
+std::optional<std::int32_t> Counters::lastInApp() const {
+  if (reserved_ > 0) return lastBeforeReserved_;
+  const auto stored = context_.platform.userDefaults().get(keys::kInAppCounter);
+  return stored ? std::optional(counterFrom(stored)) : std::nullopt;
+}
+
+std::int32_t Counters::takeInApp() {
+  if (reserved_ == 0) return increaseAndStore(keys::kInAppCounter, 1);
+  --reserved_;
+  lastBeforeReserved_ = sum(lastBeforeReserved_.value_or(0), 1);
+  return *lastBeforeReserved_;
+}
+
 std::int32_t Counters::getInAppCounter(bool increase) {
   constexpr std::string_view kOperation = "-[QuarnelTracker getInAppCounter:]";
   context_.log(kOperation, "increase=", increase ? 1 : 0);
-  const UserDefaults& defaults = context_.platform.userDefaults();
-  std::int32_t number = counterFrom(defaults.get(keys::kInAppCounter));
-  if (defaults.get(keys::kInAppCounter)) {
-    context_.log(kOperation, "in-app counter ", number);
+  const std::optional<std::int32_t> last = lastInApp();
+  if (last) {
+    context_.log(kOperation, "in-app counter ", *last);
   } else {
     context_.log(kOperation, "no in-app yet");
   }
-  if (increase) number = increaseAndStore(keys::kInAppCounter);
+  const std::int32_t number = increase ? takeInApp() : last.value_or(0);
   context_.log(kOperation, "save in-app counter ", number);
   return number;
 }
@@ -71,11 +96,11 @@ std::int32_t Counters::getRealLaunchCounter() {
     context_.log("-[QuarnelTracker getRealLaunchCounter]",
                  "getRealLaunchCounter real lanunch number ", number);
   }
-  return oneMore(number);
+  return sum(number, 1);
 }
 
 void Counters::incrementRealLaunchCounter() {
-  const std::int32_t number = increaseAndStore(keys::kRealLaunchCounter);
+  const std::int32_t number = increaseAndStore(keys::kRealLaunchCounter, 1);
   context_.log("-[QuarnelTracker incrementRealLaunchCounter]",
                "incrementRealLaunchCounter real lanunch counter after increment = ", number);
 }
@@ -86,7 +111,6 @@ double Counters::getTimePassedSinceLastLaunch() {
   const double previous = storedDouble(defaults, keys::kPreviousReport);
   const double passed = previous > 0 ? now - previous : -1.0;
   defaults.set(keys::kPreviousReport, now);
-  defaults.synchronize();
   return passed;
 }
 

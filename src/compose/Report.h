@@ -31,6 +31,7 @@ struct Report {
   bool isFirstTime = false;           // The first report of this installation.
   std::optional<Dictionary> receipt;  // Taken by a launch that is the first report.
   bool isLaunch() const { return eventName == kLaunchEventName; }
+  bool isInAppEvent() const { return eventName && !isLaunch(); }
 
   QuarnelDictionary body;
 

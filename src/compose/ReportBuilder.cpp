@@ -1,5 +1,6 @@
 #include "compose/ReportBuilder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -17,11 +18,15 @@
 namespace quarnel {
 namespace {
 
-// Keeps the transport's connections busy while reports are built.
+// Keeps the transport's connections busy while reports are built. Those that wait go on in batches:
+// one at a time, each outcome would wake a thread.
 constexpr std::size_t kMostInFlight = 256;
+constexpr std::size_t kFewInFlight = kMostInFlight * 3 / 4;
+constexpr std::size_t kBatch = 32;
 
-// So many wait only when reports come faster than they can leave.
-constexpr std::size_t kTooManyToHoldBack = ReportIntake::kMostReports / 2;
+// So many wait only when reports come faster than they can leave. Short of the most that may wait:
+// a burst of nearly so many is still delivered whole.
+constexpr std::size_t kTooManyToHoldBack = ReportIntake::kMostReports * 15 / 16;
 
 }  // namespace
 
@@ -72,8 +77,8 @@ void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName
 }
 
 void ReportBuilder::exchangeEnded() {
-  --inFlight_;
-  if (isHeld_.exchange(false)) queue_->post([this] { buildWaiting(); });
+  if (--inFlight_ <= kFewInFlight && isHeld_.exchange(false))
+    queue_->post([this] { buildWaiting(); });
 }
 
 void ReportBuilder::buildWaiting() {
@@ -82,10 +87,25 @@ void ReportBuilder::buildWaiting() {
     isHeld_ = true;
     if (!hasRoom()) return;
     isHeld_ = false;
+    buildBatch();
+  }
+}
+
+// What the reports of a batch change in the user defaults is committed together: a commit costs as
+// much as the rest of a report. It comes before the reports leave, as for a single one.
+void ReportBuilder::buildBatch() {
+  const std::size_t count = std::min(waiting_.size(), kBatch);
+  const auto isInAppEvent = [](const Report& report) { return report.isInAppEvent(); };
+  const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
+  const auto events = std::count_if(waiting_.begin(), end, isInAppEvent);
+  const bool isTogether = events > 1 && context_.state.get(&TrackerFields::quarnelDevKey);
+  if (isTogether) counters_.reserveInApp(static_cast<std::size_t>(events));
+  for (std::size_t i = 0; i < count; ++i) {
     Report report = std::move(waiting_.front());
     waiting_.pop_front();
     build(report);
   }
+  if (isTogether) context_.platform.userDefaults().synchronize();
 }
 
 bool ReportBuilder::hasRoom() const {
@@ -164,11 +184,12 @@ void ReportBuilder::addReceipt(Report& report) {
 
 // A report counts as a launch or as an in-app event, never as both.
 void ReportBuilder::addCounters(Report& report) {
-  const bool isInAppEvent = report.eventName && !report.isLaunch();
+  const bool isInAppEvent = report.isInAppEvent();
+  // First, so that the counter that is increased and the time are committed together.
+  const auto passed = static_cast<float>(counters_.getTimePassedSinceLastLaunch());
   report.set("counter", counters_.getCounter(!isInAppEvent));
   report.set("sessioncounter", counters_.getRealLaunchCounter());
   report.set("iaecounter", counters_.getInAppCounter(isInAppEvent));
-  const auto passed = static_cast<float>(counters_.getTimePassedSinceLastLaunch());
   report.set("timepassedsincelastlaunch", shortestDouble(passed));
 }
 

@@ -61,6 +61,7 @@ class ReportBuilder {
  private:
   void buildWaiting();
   bool hasRoom() const;
+  void buildBatch();
   void build(Report& report);
   bool enter(Report& report);
   void fillBody(Report& report);

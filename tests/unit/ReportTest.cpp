@@ -100,6 +100,41 @@ TEST_F(ReportTest, CountersAndTimesFollowTheReports) {
   EXPECT_EQ(field(report, "counter") + " " + field(report, "iaecounter"), "0 2147483647");
 }
 
+// Reports that wait take their numbers from an increase that was committed for several of them.
+TEST_F(ReportTest, WaitingReportsAreNumberedInTheirOrder) {
+  platform.setAnswer(ScriptedAnswer::response(200).after(seconds(10)));
+  const auto trackEvents = [&](int count) {
+    for (int i = 0; i < count; ++i) platform.tracker().trackEventWithValues("e", std::nullopt);
+  };
+  trackEvents(290);
+  platform.tracker().trackAppLaunch();
+  platform.advance(milliseconds(200));
+  trackEvents(50);
+  platform.advance(milliseconds(200));
+  ASSERT_EQ(platform.requests().size(), 256U);
+  platform.userDefaults()["QuarnelInAppCounter"] = 1256;  // By another process.
+  platform.advance(seconds(60));
+  const auto reports = platform.reports(kKey);
+  ASSERT_EQ(reports.size(), 341U);
+  for (int i = 0; i < 341; ++i) {
+    const int events = i < 290 ? i + 1 : i;
+    const int expected = i < 256 ? events : events + 1000;
+    EXPECT_EQ(field(reports[i], "counter"), i < 290 ? "0" : "1") << i;
+    EXPECT_EQ(field(reports[i], "iaecounter"), std::to_string(expected)) << i;
+  }
+  EXPECT_EQ(platform.userDefaults()["QuarnelInAppCounter"], Value(1340));
+}
+
+TEST_F(ReportTest, WaitingReportsThatAreDroppedTakeNoNumber) {
+  platform.setAnswer(ScriptedAnswer::response(200).after(seconds(10)));
+  for (int i = 0; i < 300; ++i) platform.tracker().trackEventWithValues("e", std::nullopt);
+  platform.advance(seconds(1));
+  platform.tracker().setQuarnelDevKey(std::nullopt);
+  platform.advance(seconds(60));
+  EXPECT_EQ(platform.reports(kKey).size(), 256U);
+  EXPECT_EQ(platform.userDefaults()["QuarnelInAppCounter"], Value(256));
+}
+
 TEST_F(ReportTest, UpdateDateIsKeptUntilTheVersionChanges) {
   const std::string first = field(launch(), "date3");
   platform.userDefaults()["QuarnelConversionDataRequestRetries"] = 5;

@@ -59,8 +59,9 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   std::mutex mutex_;  // Guards what follows up to the thread.
   std::condition_variable changed_;
   std::vector<ExchangePointer> new_;
-  bool isWoken_ = false;       // For what is new.
-  std::optional<std::string> crowdedOrigin_;  // The thread comes for more with the next outcome from there.
+  bool isWoken_ = false;  // For what is new.
+  std::optional<std::string>
+      crowdedOrigin_;          // The thread comes for more with the next outcome from there.
   CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
   bool stopping_ = false;
   bool exiting_ = false;
