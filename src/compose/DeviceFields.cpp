@@ -64,16 +64,11 @@ void DeviceFields::addLocale(Report& report, const DeviceFacts& device) const {
   report.set("timestamp", fixed(secondsSince1970(context_.platform.clock().now()), 6));
 }
 
-// An "en0" with an IPv4 address counts as Wi-Fi, whether it is up or not.
-void DeviceFields::addNetwork(Report& report) const {
-  context_.log(kBuildOperation, "check network");
+bool DeviceFields::hasWifi() const {
   const auto interfaces = context_.platform.networkInterfaces().list();
-  const bool hasWifi =
-      interfaces &&
-      std::any_of(interfaces->begin(), interfaces->end(), [](const NetworkInterface& interface) {
-        return interface.isIPv4 && !interface.isLoopback && interface.name == "en0";
-      });
-  report.set("wifi", hasWifi);
+  return interfaces && std::any_of(interfaces->begin(), interfaces->end(), [](const auto& each) {
+           return each.isIPv4 && !each.isLoopback && each.name == "en0";
+         });
 }
 
 }  // namespace quarnel

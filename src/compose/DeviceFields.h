@@ -28,8 +28,8 @@ class DeviceFields {
   // "currentLanguage" to "timestamp".
   void addLocale(Report& report, const DeviceFacts& device) const;
 
-  // "wifi".
-  void addNetwork(Report& report) const;
+  // An "en0" with an IPv4 address counts as Wi-Fi, whether it is up or not.
+  bool hasWifi() const;
 
  private:
   void addCurrency(Report& report) const;

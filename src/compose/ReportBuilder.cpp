@@ -1,6 +1,7 @@
 #include "compose/ReportBuilder.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -70,10 +71,21 @@ void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName
   report.isEvent = isEvent;
   report.isNewAPI = isNewAPI;
   report.ticket = std::move(ticket);
-  queue_->post([this, report = std::move(report)]() mutable {
-    waiting_.push_back(std::move(report));
+  {
+    const std::lock_guard lock(mutex_);
+    arrived_.push_back(std::move(report));
+    if (arrived_.size() > 1) return;  // The task for the first takes all.
+  }
+  queue_->post([this] {
+    takeArrived();
     buildWaiting();
   });
+}
+
+void ReportBuilder::takeArrived() {
+  const std::lock_guard lock(mutex_);
+  std::move(arrived_.begin(), arrived_.end(), std::back_inserter(waiting_));
+  arrived_.clear();
 }
 
 void ReportBuilder::exchangeEnded() {
@@ -98,6 +110,7 @@ void ReportBuilder::buildBatch() {
   const auto isInAppEvent = [](const Report& report) { return report.isInAppEvent(); };
   const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
   const auto events = std::count_if(waiting_.begin(), end, isInAppEvent);
+  hasWifi_.reset();  // It is the same for the milliseconds that a batch takes.
   const bool isTogether = events > 1 && context_.state.get(&TrackerFields::quarnelDevKey);
   if (isTogether) counters_.reserveInApp(static_cast<std::size_t>(events));
   for (std::size_t i = 0; i < count; ++i) {
@@ -167,7 +180,7 @@ void ReportBuilder::fillBody(Report& report) {
   addDates(report, bundle);
   deviceFields_.addLocale(report, device);
   userFields_.addEvent(report);
-  deviceFields_.addNetwork(report);
+  addNetwork(report);
   attributionFields_.addAttribution(report);
   userFields_.addEmails(report);
   if (report.isLaunch()) context_.state.set(&TrackerFields::didCollectIAdData, true);
@@ -180,6 +193,12 @@ void ReportBuilder::addReceipt(Report& report) {
   if (auto json = context_.utils.getJsonStringFromDictionary(*report.receipt)) {
     report.set("installReceiptData", *std::move(json));
   }
+}
+
+void ReportBuilder::addNetwork(Report& report) {
+  context_.log(kBuildOperation, "check network");
+  if (!hasWifi_) hasWifi_ = deviceFields_.hasWifi();
+  report.set("wifi", *hasWifi_);
 }
 
 // A report counts as a launch or as an in-app event, never as both.

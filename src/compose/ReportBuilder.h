@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -59,6 +60,7 @@ class ReportBuilder {
   std::size_t inFlight() const { return inFlight_; }
 
  private:
+  void takeArrived();
   void buildWaiting();
   bool hasRoom() const;
   void buildBatch();
@@ -67,6 +69,7 @@ class ReportBuilder {
   void fillBody(Report& report);
   void addReceipt(Report& report);
   void addCounters(Report& report);
+  void addNetwork(Report& report);
   void addDates(Report& report, const BundleFacts& bundle);
   void handOff(const Report& report);
 
@@ -80,7 +83,10 @@ class ReportBuilder {
   const UserFields userFields_;
   const AttributionFields attributionFields_;
   const std::shared_ptr<SerialQueue> queue_;
-  std::deque<Report> waiting_;  // Touched on the queue only.
+  std::mutex mutex_;
+  std::deque<Report> arrived_;  // Guarded by the mutex.
+  std::deque<Report> waiting_;  // Touched on the queue only, like the next.
+  std::optional<bool> hasWifi_;
   std::atomic<std::size_t> inFlight_ = 0;
   std::atomic<bool> isHeld_ = false;  // Reports wait for room.
 };

@@ -23,7 +23,7 @@ bool isLoopback(const ifreq& address) {
   return internet.sin_family == AF_INET && ntohl(internet.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
 }
 
-// Each report asks, so not with getifaddrs(), which has the kernel describe all there is to know of
+// Reports ask, so not with getifaddrs(), which has the kernel describe all there is to know of
 // every interface and takes ten times as long. This tells of IPv4 addresses only.
 std::optional<std::vector<NetworkInterface>> systemInterfaces() {
   const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
