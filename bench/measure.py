@@ -56,8 +56,10 @@ class Bench:
         return result
 
     def check_arrival(self, before):
+        """More may arrive: of what is under way when nginx closes a connection, which it does after
+        a thousand requests, some is sent again."""
         arrived = self.nginx.requests() - before
-        if arrived != self.events:
+        if not self.events <= arrived < self.events * 1.01:
             raise RuntimeError(f"{arrived} of {self.events} events arrived")
 
     def recorded_request(self, host):

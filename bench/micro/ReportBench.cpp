@@ -105,11 +105,13 @@ BENCHMARK(bareJson)->Name("report/bareJson");
 void buildReport(benchmark::State& state) {
   testing::SimulatedPlatform platform;
   configure(platform);
-  platform.setAnswer(testing::ScriptedAnswer::silence());
+  platform.setAnswer(testing::ScriptedAnswer::response(200));
   for (auto _ : state) {
     platform.tracker().trackEventWithValues("purchase", std::nullopt);
     platform.advance(std::chrono::nanoseconds(0));
   }
+  const auto iterations = static_cast<std::size_t>(state.iterations());
+  if (platform.requests().size() != iterations) state.SkipWithError("not all were built");
 }
 BENCHMARK(buildReport)->Name("report/buildAndEncode")->Iterations(20'000);
 

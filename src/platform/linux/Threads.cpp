@@ -1,6 +1,7 @@
 #include "platform/linux/Threads.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <csignal>
 
@@ -30,6 +31,8 @@ class AllSignalsBlocked {
 std::thread startThread(const std::string& name, std::function<void()> body) {
   const AllSignalsBlocked blocked;
   std::thread thread(std::move(body));
+  const sched_param ordinary{};
+  ::pthread_setschedparam(thread.native_handle(), SCHED_BATCH, &ordinary);
   ::pthread_setname_np(thread.native_handle(), name.substr(0, kLongestThreadName).c_str());
   return thread;
 }
