@@ -8,8 +8,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <locale>
-#include <sstream>
 #include <vector>
 
 #include "util/DateText.h"
@@ -160,6 +158,20 @@ std::optional<std::string> writeRoot(const Root& root, std::string* why) {
   return std::nullopt;
 }
 
+// Of a number other than zero that is no double: whether it is too large for one, not too small.
+bool isLarge(std::string_view number) {
+  const std::size_t e = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view mantissa = number.substr(0, e);
+  std::string_view digits = number.substr(std::min(e + 1, number.size()));
+  if (digits.starts_with('+')) digits.remove_prefix(1);
+  std::int32_t exponent = 0;
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+  if (read.ec == std::errc::result_out_of_range) return !digits.starts_with('-');
+  const auto first = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+  const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
+  return exponent + point > first;
+}
+
 // The reader has checked the form. Its own conversion of a zero with a large exponent ("0e300")
 // is undefined, so the conversion is done here. Absent for a number beyond the range of doubles;
 // one too small for them is 0.
@@ -170,10 +182,7 @@ std::optional<Value> numberFrom(std::string_view text) {
   if (asInteger.ec == std::errc() && asInteger.ptr == end) return Value(integer);
   double number = 0;
   if (std::from_chars(text.data(), end, number).ec == std::errc()) return Value(number);
-  std::istringstream stream{std::string(text)};
-  stream.imbue(std::locale::classic());
-  if (!(stream >> number)) return std::nullopt;
-  return Value(number);
+  return isLarge(text) ? std::nullopt : std::optional<Value>(0.0);
 }
 
 // Builds a value from the reader's events. A container is closed into its parent, so that no open
