@@ -103,8 +103,9 @@ void ReportBuilder::buildWaiting() {
   }
 }
 
-// What the reports of a batch change in the user defaults is committed together: a commit costs as
-// much as the rest of a report. It comes before the reports leave, as for a single one.
+// What the reports of a batch change in the user defaults is committed together, as a commit costs
+// as much as the rest of a report: their numbers before the first of them leaves, as for a single
+// report, and the time of the last one once all have been handed on.
 void ReportBuilder::buildBatch() {
   const std::size_t count = std::min(waiting_.size(), kBatch);
   const auto isInAppEvent = [](const Report& report) { return report.isInAppEvent(); };
