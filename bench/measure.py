@@ -67,7 +67,7 @@ class Bench:
         path = os.path.join(self.folder, "record")
         if not os.path.exists(path):
             state = tempfile.mkdtemp(dir=self.folder)
-            self.run("bench-driver", "deliver", state, self.closed_host, self.nginx.authority, 1)
+            self.run("bench-driver", "memory", state, self.closed_host, self.nginx.authority, 1)
             cache = os.path.join(state, "Caches", "QuarnelCache")
             shutil.copy(os.path.join(cache, os.listdir(cache)[0]), path)
             shutil.rmtree(state)

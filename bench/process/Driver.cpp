@@ -70,6 +70,10 @@ void deliver(QuarnelTracker& tracker, int count) {
   drain(tracker);
   print("seconds", wallSeconds() - began);
   print("processor-seconds", processorSeconds() - processorBefore);
+  // What arrived twice must not make up for what is missing.
+  const Diagnostics numbers = tracker.diagnostics();
+  const std::uint64_t delivered = numbers.delivered + numbers.replayed;
+  if (delivered != static_cast<std::uint64_t>(count)) throw std::runtime_error("reports are lost");
 }
 
 // The most memory that `count` events need. Against a server that never answers nothing ever

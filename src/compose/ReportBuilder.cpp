@@ -1,7 +1,6 @@
 #include "compose/ReportBuilder.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -74,18 +73,29 @@ void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName
   {
     const std::lock_guard lock(mutex_);
     arrived_.push_back(std::move(report));
-    if (arrived_.size() > 1) return;  // The task for the first takes all.
+    if (std::exchange(isTaskQueued_, true)) return;  // It takes all that have arrived.
   }
-  queue_->post([this] {
-    takeArrived();
-    buildWaiting();
-  });
+  try {
+    queue_->post([this] {
+      takeArrived();
+      buildWaiting();
+    });
+  } catch (...) {
+    // Out of memory: the report goes with the next one.
+    const std::lock_guard lock(mutex_);
+    isTaskQueued_ = false;
+    throw;
+  }
 }
 
+// One by one: should memory run out, each is in one of the two.
 void ReportBuilder::takeArrived() {
   const std::lock_guard lock(mutex_);
-  std::move(arrived_.begin(), arrived_.end(), std::back_inserter(waiting_));
-  arrived_.clear();
+  isTaskQueued_ = false;
+  while (!arrived_.empty()) {
+    waiting_.push_back(std::move(arrived_.front()));
+    arrived_.pop_front();
+  }
 }
 
 void ReportBuilder::exchangeEnded() {

@@ -83,10 +83,15 @@ class ReportBuilder {
   const UserFields userFields_;
   const AttributionFields attributionFields_;
   const std::shared_ptr<SerialQueue> queue_;
-  std::mutex mutex_;
-  std::deque<Report> arrived_;  // Guarded by the mutex.
-  std::deque<Report> waiting_;  // Touched on the queue only, like the next.
-  std::optional<bool> hasWifi_;
+
+  std::mutex mutex_;  // Guards the next two.
+  std::deque<Report> arrived_;
+  bool isTaskQueued_ = false;  // One that takes what has arrived.
+
+  // Touched on the queue only.
+  std::deque<Report> waiting_;
+  std::optional<bool> hasWifi_;  // In this batch.
+
   std::atomic<std::size_t> inFlight_ = 0;
   std::atomic<bool> isHeld_ = false;  // Reports wait for room.
 };

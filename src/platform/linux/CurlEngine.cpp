@@ -139,15 +139,15 @@ void CurlEngine::transfer() {
   int running = 0;
   ::curl_multi_perform(multi_.get(), &running);
   transfers_.completeFinished(multi_.get());
-  if (hasNew()) return;
+  if (!isFreeToWait()) return;
   ::curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(kLongestPoll.count()), nullptr);
 }
 
-// Before each poll. Tells start() for which exchanges it need not end.
-bool CurlEngine::hasNew() {
+// Asked before each poll; from then on start() knows for which exchanges the poll need not end.
+bool CurlEngine::isFreeToWait() {
   const std::lock_guard lock(mutex_);
   crowdedOrigin_ = transfers_.crowdedOrigin();
-  return !new_.empty();
+  return new_.empty();
 }
 
 std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {

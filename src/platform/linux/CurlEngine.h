@@ -45,7 +45,7 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   void run();
   void makeMulti();
   void transfer();
-  bool hasNew();
+  bool isFreeToWait();
   std::vector<ExchangePointer> takeNew();
   void begin(ExchangePointer exchange);
   void failAll();
@@ -60,8 +60,8 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   std::condition_variable changed_;
   std::vector<ExchangePointer> new_;
   bool isWoken_ = false;  // For what is new.
-  std::optional<std::string>
-      crowdedOrigin_;          // The thread comes for more with the next outcome from there.
+  // What is new for there can wait: the next outcome from there makes the thread look.
+  std::optional<std::string> crowdedOrigin_;
   CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
   bool stopping_ = false;
   bool exiting_ = false;
