@@ -7,10 +7,10 @@
 
 #include "compose/DelegateCall.h"
 #include "compose/Report.h"
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel {

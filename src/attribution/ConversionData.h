@@ -4,8 +4,8 @@
 
 #include <optional>
 
-#include "compose/DeviceIdentity.h"
 #include "compose/TrackerContext.h"
+#include "installation/DeviceIdentity.h"
 #include "platform/HttpSession.h"
 
 namespace quarnel {

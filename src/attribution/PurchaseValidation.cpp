@@ -3,12 +3,12 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/CallOut.h"
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
+#include "platform/SystemVersion.h"
 #include "util/ApproximateSize.h"
-#include "util/CallOut.h"
 #include "util/Json.h"
-#include "util/SystemVersion.h"
 #include "util/Text.h"
 
 namespace quarnel {

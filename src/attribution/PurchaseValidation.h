@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "compose/DeviceIdentity.h"
 #include "compose/TrackerContext.h"
+#include "installation/DeviceIdentity.h"
 #include "transport/QuarnelServerHandler.h"
 #include "util/Admission.h"
 

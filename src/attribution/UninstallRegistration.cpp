@@ -5,12 +5,12 @@
 #include <string_view>
 #include <utility>
 
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "compose/Counters.h"
-#include "compose/DeviceIdentity.h"
-#include "compose/InstallDates.h"
 #include "compose/TrackerContext.h"
+#include "installation/Counters.h"
+#include "installation/DeviceIdentity.h"
+#include "installation/InstallDates.h"
 #include "transport/StatSession.h"
 #include "util/Admission.h"
 

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "compose/DelegateCall.h"
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
 #include "platform/Dispatcher.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
 
 namespace quarnel {
 void AttributionFields::addLinkAndPush(Report& report) const {

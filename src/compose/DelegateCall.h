@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "compose/TrackerContext.h"
+#include "platform/CallOut.h"
 #include "platform/Dispatcher.h"
-#include "util/CallOut.h"
 
 namespace quarnel {
 

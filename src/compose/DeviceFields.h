@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "compose/DeviceIdentity.h"
 #include "compose/Report.h"
 #include "compose/TrackerContext.h"
+#include "installation/DeviceIdentity.h"
 #include "platform/DeviceFacts.h"
 
 namespace quarnel {

@@ -8,12 +8,12 @@
 #include "compose/BodyEncoder.h"
 #include "compose/EndpointURLs.h"
 #include "compose/ReportIntake.h"
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
 #include "platform/Dispatcher.h"
 #include "platform/FileSystem.h"
 #include "platform/UserDefaults.h"
 #include "util/Json.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
 
 namespace quarnel {
 namespace {

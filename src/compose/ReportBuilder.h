@@ -10,13 +10,13 @@
 #include <string>
 
 #include "compose/AttributionFields.h"
-#include "compose/Counters.h"
 #include "compose/DeviceFields.h"
-#include "compose/DeviceIdentity.h"
-#include "compose/InstallDates.h"
 #include "compose/Report.h"
 #include "compose/TrackerContext.h"
 #include "compose/UserFields.h"
+#include "installation/Counters.h"
+#include "installation/DeviceIdentity.h"
+#include "installation/InstallDates.h"
 #include "transport/QuarnelServerHandler.h"
 
 namespace quarnel {

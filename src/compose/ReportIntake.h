@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <string_view>
 
+#include "installation/Ledger.h"
+#include "platform/DebugLog.h"
 #include "util/Admission.h"
-#include "util/DebugLog.h"
-#include "util/Ledger.h"
 
 namespace quarnel {
 

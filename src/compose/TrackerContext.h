@@ -1,10 +1,10 @@
 #pragma once
 
-#include "compose/TrackerState.h"
+#include "installation/Ledger.h"
+#include "installation/TrackerState.h"
+#include "platform/DebugLog.h"
 #include "platform/Platform.h"
 #include "platform/ServiceConfiguration.h"
-#include "util/DebugLog.h"
-#include "util/Ledger.h"
 #include "util/QuarnelUtils.h"
 
 namespace quarnel {

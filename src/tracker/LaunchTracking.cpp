@@ -3,13 +3,13 @@
 #include <chrono>
 #include <string_view>
 
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
+#include "platform/CallOut.h"
 #include "platform/Dispatcher.h"
 #include "platform/HostServices.h"
 #include "platform/UserDefaults.h"
-#include "util/CallOut.h"
 #include "util/Json.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel {

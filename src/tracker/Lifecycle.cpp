@@ -6,12 +6,12 @@
 #include <string_view>
 #include <utility>
 
+#include "installation/PersistedKeys.h"
+#include "installation/StoredValues.h"
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
 #include "platform/NotificationCenter.h"
-#include "util/PersistedKeys.h"
-#include "util/StoredValues.h"
-#include "util/SystemVersion.h"
+#include "platform/SystemVersion.h"
 #include "util/Text.h"
 
 namespace quarnel {

@@ -6,9 +6,9 @@
 #include <memory>
 #include <string_view>
 
-#include "compose/Counters.h"
-#include "compose/DeviceIdentity.h"
 #include "compose/TrackerContext.h"
+#include "installation/Counters.h"
+#include "installation/DeviceIdentity.h"
 #include "transport/StatSession.h"
 #include "util/Admission.h"
 

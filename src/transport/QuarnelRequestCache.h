@@ -8,11 +8,11 @@
 #include <set>
 #include <string>
 
+#include "installation/Ledger.h"
+#include "platform/DebugLog.h"
 #include "platform/Platform.h"
 #include "transport/QuarnelServerHandler.h"
 #include "transport/RequestReplay.h"
-#include "util/DebugLog.h"
-#include "util/Ledger.h"
 
 namespace quarnel {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
+#include "platform/DebugLog.h"
 #include "platform/HttpSession.h"
 #include "transport/RequestReplay.h"
-#include "util/DebugLog.h"
 
 namespace quarnel {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "util/SystemVersion.h"
+#include "platform/SystemVersion.h"
 
 namespace quarnel {
 

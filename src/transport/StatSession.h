@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
+#include "platform/DebugLog.h"
 #include "platform/HttpSession.h"
 #include "platform/Platform.h"
-#include "util/DebugLog.h"
 
 namespace quarnel {
 

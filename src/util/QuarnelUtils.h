@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "platform/Clock.h"
-#include "util/DateFormatter.h"
-#include "util/DebugLog.h"
+#include "platform/DateFormatter.h"
+#include "platform/DebugLog.h"
 
 namespace quarnel {
 

@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "Check.h"
-#include "platform/linux/SqliteValue.h"
+#include "installation/StoredValues.h"
+#include "platform/linux/store/SqliteValue.h"
 #include "util/DateText.h"
 #include "util/Json.h"
-#include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel::fuzz {

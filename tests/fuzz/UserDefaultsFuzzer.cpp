@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "Check.h"
-#include "platform/linux/SqliteUserDefaults.h"
+#include "platform/linux/store/SqliteUserDefaults.h"
 
 namespace quarnel::fuzz {
 namespace {

@@ -9,8 +9,8 @@
 #include "TlsServer.h"
 #include "platform/Platform.h"
 #include "platform/PlatformFactory.h"
-#include "platform/linux/CounterFile.h"
-#include "platform/linux/LinuxDispatcher.h"
+#include "platform/linux/dispatch/LinuxDispatcher.h"
+#include "platform/linux/store/CounterFile.h"
 
 namespace quarnel::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "Support.h"
-#include "platform/linux/LinuxDispatcher.h"
+#include "platform/linux/dispatch/LinuxDispatcher.h"
 
 namespace quarnel::test {
 namespace {

@@ -7,9 +7,9 @@
 #include <thread>
 
 #include "Support.h"
-#include "platform/linux/Directories.h"
-#include "platform/linux/LinuxFileSystem.h"
-#include "platform/linux/NewFile.h"
+#include "platform/linux/store/Directories.h"
+#include "platform/linux/store/LinuxFileSystem.h"
+#include "platform/linux/store/NewFile.h"
 
 namespace quarnel::test {
 namespace {

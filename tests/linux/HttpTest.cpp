@@ -8,9 +8,9 @@
 
 #include "Support.h"
 #include "TlsServer.h"
-#include "platform/linux/CurlEngine.h"
-#include "platform/linux/CurlNetwork.h"
-#include "platform/linux/LinuxDispatcher.h"
+#include "platform/linux/dispatch/LinuxDispatcher.h"
+#include "platform/linux/http/CurlEngine.h"
+#include "platform/linux/http/CurlNetwork.h"
 
 namespace quarnel::test {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "KeychainSupport.h"
 #include "Support.h"
-#include "platform/linux/SqliteKeychain.h"
+#include "platform/linux/keychain/SqliteKeychain.h"
 
 namespace quarnel::test {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "Support.h"
-#include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/store/LinuxFileSystem.h"
 
 namespace quarnel::test {
 namespace {

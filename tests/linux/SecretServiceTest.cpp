@@ -12,10 +12,10 @@
 
 #include "KeychainSupport.h"
 #include "Support.h"
-#include "platform/linux/LinuxDispatcher.h"
-#include "platform/linux/MirroredKeychain.h"
-#include "platform/linux/SecretServiceKeychain.h"
-#include "platform/linux/SqliteKeychain.h"
+#include "platform/common/MirroredKeychain.h"
+#include "platform/linux/dispatch/LinuxDispatcher.h"
+#include "platform/linux/keychain/SqliteKeychain.h"
+#include "platform/linux/keychain/session/SecretServiceKeychain.h"
 
 namespace quarnel::test {
 namespace {

@@ -14,7 +14,7 @@
 
 #include "Support.h"
 #include "TlsServer.h"
-#include "platform/linux/OpenSsl.h"
+#include "platform/linux/device/OpenSsl.h"
 #include "transport/CacheRecordFile.h"
 #include "util/Json.h"
 

@@ -17,13 +17,13 @@
 #include "platform/LogSink.h"
 #include "platform/PlatformFactory.h"
 #include "platform/UserDefaults.h"
-#include "platform/linux/LinuxDevice.h"
-#include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/LogSinks.h"
-#include "platform/linux/OpenSsl.h"
-#include "platform/linux/SystemClock.h"
-#include "platform/linux/SystemNetworkInterfaces.h"
-#include "platform/linux/SystemRandom.h"
+#include "platform/common/LocalNotificationCenter.h"
+#include "platform/linux/device/LinuxDevice.h"
+#include "platform/linux/device/OpenSsl.h"
+#include "platform/linux/device/SystemClock.h"
+#include "platform/linux/device/SystemNetworkInterfaces.h"
+#include "platform/linux/device/SystemRandom.h"
+#include "platform/linux/process/LogSinks.h"
 
 namespace quarnel::test {
 namespace {

@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "Support.h"
-#include "platform/linux/LinuxDispatcher.h"
-#include "platform/linux/SqliteUserDefaults.h"
+#include "platform/linux/dispatch/LinuxDispatcher.h"
+#include "platform/linux/store/SqliteUserDefaults.h"
 
 namespace quarnel::test {
 namespace {

@@ -4,12 +4,12 @@
 #include <cmath>
 
 #include "compose/BodyEncoder.h"
+#include "installation/StoredValues.h"
+#include "platform/DebugLog.h"
 #include "platform/Platform.h"
 #include "util/DateText.h"
-#include "util/DebugLog.h"
 #include "util/Json.h"
 #include "util/QuarnelUtils.h"
-#include "util/StoredValues.h"
 #include "util/Text.h"
 
 namespace quarnel {

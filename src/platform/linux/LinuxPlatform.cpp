@@ -6,13 +6,13 @@
 #include <filesystem>
 
 #include "platform/PlatformFactory.h"
-#include "platform/linux/Directories.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/ForkedChild.h"
-#include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/LogSinks.h"
-#include "platform/linux/MirroredKeychain.h"
-#include "platform/linux/SecretServiceKeychain.h"
+#include "platform/common/LocalNotificationCenter.h"
+#include "platform/common/MirroredKeychain.h"
+#include "platform/linux/keychain/session/SecretServiceKeychain.h"
+#include "platform/linux/process/ForkedChild.h"
+#include "platform/linux/process/LogSinks.h"
+#include "platform/linux/store/Directories.h"
+#include "platform/linux/store/FileDescriptor.h"
 
 namespace quarnel {
 namespace {

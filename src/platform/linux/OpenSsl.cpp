@@ -1,9 +1,0 @@
-#include "platform/linux/OpenSsl.h"
-
-#include <openssl/crypto.h>
-
-namespace quarnel {
-
-void initialiseOpenSsl() { ::OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }
-
-}  // namespace quarnel

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/http/CurlExchange.h"
+#include "platform/linux/http/CurlTransfers.h"
+#include "platform/linux/process/ProcessExit.h"
+
+namespace quarnel {
+
+// Runs all HTTP exchanges of the process on one thread, which starts with the first of them.
+class CurlEngine final : public ExitParticipant, public std::enable_shared_from_this<CurlEngine> {
+ public:
+  CurlEngine(std::optional<std::string> authorityFile, std::shared_ptr<PendingWork> pending,
+             HttpLimits limits = {});
+  CurlEngine(const CurlEngine&) = delete;
+  CurlEngine& operator=(const CurlEngine&) = delete;
+  ~CurlEngine() override;
+
+  // `done` is called exactly once, except for exchanges that stop() drops.
+  void start(HttpRequest request, ExchangeDone done);
+
+  // Drops what is in flight and ends the thread.
+  void stop();
+
+  // Fails what is in flight and what comes later, and keeps the thread away from libraries that
+  // tear themselves down at exit.
+  void processIsExiting() override;
+
+ private:
+  using ExchangePointer = std::unique_ptr<CurlExchange>;
+  struct MultiDeleter {
+    void operator()(CURLM* multi) const { ::curl_multi_cleanup(multi); }
+  };
+
+  void startThreadOnce();
+  void run();
+  void makeMulti();
+  void transfer();
+  bool isFreeToWait();
+  std::vector<ExchangePointer> takeNew();
+  void begin(ExchangePointer exchange);
+  void failAll();
+  bool pauseForExit();
+  void wake();
+
+  const std::shared_ptr<PendingWork> pending_;
+  const HttpLimits limits_;
+  Admission outstanding_;  // All exchanges that have no outcome yet.
+
+  std::mutex mutex_;  // Guards what follows up to the thread.
+  std::condition_variable changed_;
+  std::vector<ExchangePointer> new_;
+  bool isWoken_ = false;  // For what is new.
+  // What is new for there can wait: the next outcome from there makes the thread look.
+  std::optional<std::string> crowdedOrigin_;
+  CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
+  bool stopping_ = false;
+  bool exiting_ = false;
+  bool paused_ = false;
+  std::thread thread_;
+
+  // The network thread's own.
+  std::unique_ptr<CURLM, MultiDeleter> multi_;
+  CurlTransfers transfers_;
+};
+
+}  // namespace quarnel

@@ -1,0 +1,229 @@
+#include "platform/linux/store/SqliteUserDefaults.h"
+
+#include <utility>
+
+#include "platform/linux/store/SqliteValue.h"
+
+namespace quarnel {
+namespace {
+
+constexpr std::chrono::milliseconds kFlushDelay{500};
+
+constexpr char kTable[] =
+    "CREATE TABLE defaults(key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value) "
+    "WITHOUT ROWID";
+
+std::string_view columnKey(const SqliteStatement& row) {
+  const auto* key = static_cast<const char*>(::sqlite3_column_blob(row.get(), 0));
+  const int size = ::sqlite3_column_bytes(row.get(), 0);
+  return {key == nullptr ? "" : key, static_cast<std::size_t>(size)};
+}
+
+void bindKey(const SqliteStatement& statement, const std::string& key) {
+  ::sqlite3_bind_text64(statement.get(), 1, key.data(), key.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+}  // namespace
+
+std::shared_ptr<SqliteUserDefaults> SqliteUserDefaults::make(
+    std::string path, std::shared_ptr<SerialQueue> flushQueue, std::shared_ptr<LogSink> log) {
+  std::shared_ptr<SqliteUserDefaults> defaults(
+      new SqliteUserDefaults(std::move(path), std::move(flushQueue), std::move(log)));
+  callAtExit(defaults);
+  return defaults;
+}
+
+// kProcess: the values change with every report, and flash memory is not to be worn down by a disk
+// flush each time. A power failure can cost the changes of the last seconds, as if the reports
+// of that time had not been made.
+SqliteUserDefaults::SqliteUserDefaults(std::string path, std::shared_ptr<SerialQueue> flushQueue,
+                                       std::shared_ptr<LogSink> log)
+    : flushQueue_(std::move(flushQueue)),
+      log_(std::move(log)),
+      file_("user defaults", std::move(path), kTable, SqliteFile::Durability::kProcess) {}
+
+SqliteUserDefaults::~SqliteUserDefaults() { synchronize(); }
+
+std::optional<Value> SqliteUserDefaults::get(std::string_view key) const {
+  loadOnce();
+  const std::lock_guard lock(mutex_);
+  const auto found = values_.find(key);
+  if (found == values_.end()) return std::nullopt;
+  return found->second;
+}
+
+void SqliteUserDefaults::set(std::string_view key, Value value) {
+  if (value.isNull()) {
+    remove(key);
+  } else {
+    change(key, std::move(value));
+  }
+}
+
+void SqliteUserDefaults::remove(std::string_view key) { change(key, std::nullopt); }
+
+void SqliteUserDefaults::change(std::string_view key, std::optional<Value> value) {
+  loadOnce();
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = values_.find(key);
+    if (value) {
+      if (found != values_.end() && found->second == *value) return;
+      values_.insert_or_assign(std::string(key), *value);
+    } else {
+      // A file that could not be read yet may hold the key.
+      if (found != values_.end()) values_.erase(found);
+    }
+    uncommitted_.insert_or_assign(std::string(key), std::move(value));
+  }
+  scheduleFlush();
+}
+
+void SqliteUserDefaults::scheduleFlush() {
+  if (flushScheduled_.exchange(true)) return;
+  flushQueue_->postAfter(kFlushDelay, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) {
+      self->flushScheduled_ = false;
+      self->synchronize();
+    }
+  });
+}
+
+void SqliteUserDefaults::loadOnce() const {
+  if (loaded_) return;
+  DeferredLog log(*log_);
+  const std::lock_guard lock(fileMutex_);
+  if (loaded_) return;
+  for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
+    if (prepareFile(log) || !file_.canTryAgain()) break;
+  }
+  loaded_ = true;
+}
+
+bool SqliteUserDefaults::synchronize() {
+  DeferredLog log(*log_);
+  const std::lock_guard lock(fileMutex_);
+  {
+    const std::lock_guard valuesLock(mutex_);
+    if (uncommitted_.empty()) return true;
+  }
+  for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
+    if (commit(log)) return true;
+    if (!file_.canTryAgain()) return false;
+  }
+  return false;
+}
+
+Value SqliteUserDefaults::modify(std::string_view key, const ValueChange& change) {
+  DeferredLog log(*log_);
+  const std::lock_guard lock(fileMutex_);
+  std::optional<Value> result;
+  const auto apply = [&] {
+    const std::lock_guard valuesLock(mutex_);
+    const auto found = values_.find(key);
+    result = change(found == values_.end() ? std::nullopt : std::optional(found->second));
+    values_.insert_or_assign(std::string(key), *result);
+    uncommitted_.insert_or_assign(std::string(key), *result);
+  };
+  bool isCommitted = commit(log, apply);
+  if (!result) apply();  // Without a file the step is one for this process alone.
+  for (int attempt = 1; !isCommitted && attempt < SqliteFile::kAttempts; ++attempt) {
+    if (!file_.canTryAgain()) break;
+    isCommitted = commit(log);
+  }
+  if (!isCommitted) scheduleFlush();
+  return *result;
+}
+
+// Opens the file and takes over what it holds. False when it cannot be used now.
+bool SqliteUserDefaults::prepareFile(DeferredLog& log) const {
+  if (!file_.open(log)) return false;
+  if (file_.generation() == knownGeneration_) return true;
+  if (knownGeneration_ != 0) {
+    // Another file than the one the values came from: it gets all of them.
+    const std::lock_guard lock(mutex_);
+    for (const auto& [key, value] : values_) uncommitted_.try_emplace(key, value);
+  }
+  if (!file_.read([this](sqlite3* database) { return load(database); }, log)) return false;
+  knownGeneration_ = file_.generation();
+  knownVersion_ = 0;
+  return true;
+}
+
+int SqliteUserDefaults::load(sqlite3* database) const {
+  Values stored;
+  SqliteStatement rows(database, "SELECT key, type, value FROM defaults");
+  if (!rows.get()) return ::sqlite3_extended_errcode(database);
+  int code = SQLITE_ROW;
+  while ((code = ::sqlite3_step(rows.get())) == SQLITE_ROW) {
+    std::string key(columnKey(rows));
+    if (auto value = readSqliteValue(rows.get(), 1)) {
+      stored.insert_or_assign(std::move(key), *std::move(value));
+    }
+  }
+  if (code != SQLITE_DONE) return code;
+  mergeStored(std::move(stored));
+  return SQLITE_OK;
+}
+
+// In a transaction: else the version could be a later one than what is loaded.
+int SqliteUserDefaults::loadIfChanged(sqlite3* database) const {
+  SqliteStatement version(database, "PRAGMA data_version", SqliteStatement::Use::kOften);
+  if (!version.get() || ::sqlite3_step(version.get()) != SQLITE_ROW) {
+    return ::sqlite3_extended_errcode(database);
+  }
+  const std::int64_t current = ::sqlite3_column_int64(version.get(), 0);
+  if (current == knownVersion_) return SQLITE_OK;
+  const int code = load(database);
+  if (code == SQLITE_OK) knownVersion_ = current;
+  return code;
+}
+
+void SqliteUserDefaults::mergeStored(Values stored) const {
+  const std::lock_guard lock(mutex_);
+  for (auto& [key, value] : stored) {
+    if (uncommitted_.find(key) == uncommitted_.end()) values_.insert_or_assign(key, value);
+  }
+}
+
+// `change` is called once it is certain that no other process writes meanwhile.
+bool SqliteUserDefaults::commit(DeferredLog& log, const std::function<void()>& change) {
+  if (!prepareFile(log)) return false;
+  Changes changes;
+  const auto writeAll = [&](sqlite3* database) {
+    if (const int code = loadIfChanged(database)) return code;
+    if (change) change();
+    {
+      const std::lock_guard lock(mutex_);
+      changes.swap(uncommitted_);
+    }
+    return writeChanges(database, changes, log);
+  };
+  if (file_.transact(writeAll, log)) return true;
+  const std::lock_guard lock(mutex_);
+  uncommitted_.merge(changes);  // What was changed again meanwhile stays as it is.
+  return false;
+}
+
+int SqliteUserDefaults::writeChanges(sqlite3* database, const Changes& changes, DeferredLog& log) {
+  using Use = SqliteStatement::Use;
+  SqliteStatement store(database, "INSERT OR REPLACE INTO defaults VALUES(?1, ?2, ?3)",
+                        Use::kOften);
+  SqliteStatement erase(database, "DELETE FROM defaults WHERE key = ?1", Use::kOften);
+  if (!store.get() || !erase.get()) return ::sqlite3_extended_errcode(database);
+  int code = SQLITE_OK;
+  for (auto change = changes.begin(); code == SQLITE_OK && change != changes.end(); ++change) {
+    const auto& [key, value] = *change;
+    SqliteStatement& statement = value ? store : erase;
+    bindKey(statement, key);
+    std::string why;
+    if (value && !bindSqliteValue(statement.get(), 2, *value, &why)) {
+      log.add("the user default \"" + key + "\" is kept in memory only: " + why);
+      continue;
+    }
+    code = statement.run();
+  }
+  return code;
+}
+
+}  // namespace quarnel
