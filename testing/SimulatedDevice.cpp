@@ -28,11 +28,11 @@ std::optional<std::vector<NetworkInterface>> SimulatedDevice::list() const {
   return interfaces;
 }
 
-std::optional<AdvertisingIdentity> SimulatedHostServices::current() const {
+std::optional<AdvertisingIdentity> SimulatedHostServices::advertisingIdentity() const {
   return options_.advertisingIdentity ? options_.advertisingIdentity() : std::nullopt;
 }
 
-std::shared_ptr<AdClient> SimulatedHostServices::sharedClient() const {
+std::shared_ptr<AdClient> SimulatedHostServices::sharedAdClient() const {
   return options_.adClient ? options_.adClient() : nullptr;
 }
 
@@ -41,7 +41,7 @@ bool SimulatedHostServices::classExists(std::string_view name) const {
          options_.knownClasses.end();
 }
 
-bool SimulatedHostServices::hasIdentityToken() const {
+bool SimulatedHostServices::hasCloudIdentity() const {
   return options_.hasCloudIdentity && options_.hasCloudIdentity();
 }
 

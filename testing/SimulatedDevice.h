@@ -35,16 +35,13 @@ class SimulatedDevice : public Device, public NetworkInterfaces {
 };
 
 // What the host environment provides.
-class SimulatedHostServices : public AdvertisingIdentifier,
-                              public AdClientLookup,
-                              public ClassLookup,
-                              public CloudIdentity {
+class SimulatedHostServices : public HostServices {
  public:
   explicit SimulatedHostServices(HostOptions options) : options_(std::move(options)) {}
-  std::optional<AdvertisingIdentity> current() const override;
-  std::shared_ptr<AdClient> sharedClient() const override;
+  std::optional<AdvertisingIdentity> advertisingIdentity() const override;
+  std::shared_ptr<AdClient> sharedAdClient() const override;
   bool classExists(std::string_view name) const override;
-  bool hasIdentityToken() const override;
+  bool hasCloudIdentity() const override;
 
  private:
   const HostOptions options_;

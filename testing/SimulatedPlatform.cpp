@@ -17,7 +17,7 @@ class SimulatedPlatform::Ports : public Platform {
         simulatedNetwork(simulatedDispatcher),
         files(simulatedDispatcher),
         simulatedDevice(options),
-        hostServices(options),
+        simulatedHostServices(options),
         log(simulatedDispatcher) {}
 
   Clock& clock() override { return simulatedDispatcher; }
@@ -28,13 +28,11 @@ class SimulatedPlatform::Ports : public Platform {
   Device& device() override { return simulatedDevice; }
   FileSystem& fileSystem() override { return files; }
   NetworkInterfaces& networkInterfaces() override { return simulatedDevice; }
-  AdvertisingIdentifier& advertisingIdentifier() override { return hostServices; }
-  AdClientLookup& adClientLookup() override { return hostServices; }
+  HostServices& hostServices() override { return simulatedHostServices; }
   NotificationCenter& notificationCenter() override { return notifications; }
   LogSink& logSink() override { return log; }
   Random& random() override { return simulatedRandom; }
-  ClassLookup& classLookup() override { return hostServices; }
-  CloudIdentity& cloudIdentity() override { return hostServices; }
+  void setDebugMode(bool /*enabled*/) override {}
   CounterStore& counterStore() override { return counters; }
   bool drain(std::chrono::milliseconds timeout) override {
     simulatedDispatcher.advance(timeout);
@@ -49,7 +47,7 @@ class SimulatedPlatform::Ports : public Platform {
   SimulatedCounters counters;
   SimulatedFileSystem files;
   SimulatedDevice simulatedDevice;
-  SimulatedHostServices hostServices;
+  SimulatedHostServices simulatedHostServices;
   SimulatedNotificationCenter notifications;
   SimulatedLog log;
   SimulatedRandom simulatedRandom;

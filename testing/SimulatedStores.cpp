@@ -13,11 +13,25 @@ void SimulatedUserDefaults::set(std::string_view key, Value value) {
 
 void SimulatedUserDefaults::remove(std::string_view key) { values.erase(std::string(key)); }
 
-Value SimulatedUserDefaults::modify(std::string_view key, const ValueChange& change) {
-  Value value = change(get(key));
-  set(key, value);
+void SimulatedUserDefaults::update(const Change& change) {
+  class MemoryEdit : public Edit {
+   public:
+    explicit MemoryEdit(SimulatedUserDefaults& defaults) : defaults_(defaults) {}
+    std::optional<Value> get(std::string_view key) const override { return defaults_.get(key); }
+    void set(std::string_view key, Value value) override { defaults_.set(key, std::move(value)); }
+
+   private:
+    SimulatedUserDefaults& defaults_;
+  };
+  MemoryEdit edit(*this);
+  change(edit);
   synchronize();
-  return value;
+}
+
+bool SimulatedUserDefaults::updateWithin(std::chrono::milliseconds /*limit*/,
+                                         const Change& change) {
+  update(change);
+  return true;
 }
 
 bool SimulatedUserDefaults::synchronize() {
@@ -112,6 +126,16 @@ FileSystem::WriteResult SimulatedFileSystem::writeNewFile(const std::string& pat
   if (!writeFailure.empty()) return {WriteOutcome::kFailed, writeFailure};
   if (!files.emplace(path, content).second) return {WriteOutcome::kNameTaken, "The file exists."};
   return {WriteOutcome::kWritten, ""};
+}
+
+std::optional<std::string> SimulatedFileSystem::move(const std::string& from,
+                                                     const std::string& to) {
+  if (files.count(to) > 0) return "The file exists.";
+  auto file = files.extract(from);
+  if (file.empty()) return "No such file.";
+  file.key() = to;
+  files.insert(std::move(file));
+  return std::nullopt;
 }
 
 std::optional<std::string> SimulatedFileSystem::remove(const std::string& path) {

@@ -16,7 +16,8 @@ class SimulatedUserDefaults : public UserDefaults {
   std::optional<Value> get(std::string_view key) const override;
   void set(std::string_view key, Value value) override;
   void remove(std::string_view key) override;
-  Value modify(std::string_view key, const ValueChange& change) override;
+  void update(const Change& change) override;
+  bool updateWithin(std::chrono::milliseconds limit, const Change& change) override;
   bool synchronize() override;
 
   std::map<std::string, Value> values;
@@ -58,6 +59,7 @@ class SimulatedFileSystem final : public FileSystem {
   std::optional<std::vector<std::string>> list(const std::string& directory) const override;
   std::optional<std::string> read(const std::string& path, std::size_t limit) const override;
   WriteResult writeNewFile(const std::string& path, const std::string& content) override;
+  std::optional<std::string> move(const std::string& from, const std::string& to) override;
   std::optional<std::string> remove(const std::string& path) override;
 
   std::map<std::string, std::string> files;

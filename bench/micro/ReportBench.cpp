@@ -68,10 +68,9 @@ class NoSession final : public HttpSession {
 };
 
 void handOff(benchmark::State& state) {
-  testing::SimulatedPlatform platform;
-  const DebugLog log(platform.platform().logSink());
+  const DebugLog log([](std::string_view) {});
   NoSession session;
-  QuarnelServerHandler handler(session, log);
+  QuarnelServerHandler handler(session, log, [](const RequestRecord&, RecordOrigin, bool) {});
   const auto record = std::make_shared<const QuarnelRequestCacheData>(
       "https://events.example/api/v4/iosevent?app_id=123456789", std::string(1500, 'b'), "1.0.0");
   for (auto _ : state) {

@@ -16,6 +16,7 @@
 #include <QuarnelTvOsLib/Value.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,6 +26,7 @@ namespace quarnel {
 
 class Platform;
 struct ServiceConfiguration;
+struct Settings;
 
 // Reports launches and in-app events, and answers questions about the installation.
 //
@@ -33,15 +35,16 @@ struct ServiceConfiguration;
 // the caller; what goes wrong shows in the log when setIsDebug(true) was called. A report that
 // cannot be delivered is kept on disk and sent again after the next delivery.
 //
-// Configuration: properties may be set at any time; a report uses the values at the moment it is
-// built, shortly after the call. A report without a developer key is dropped.
+// Configuration: properties may be set at any time. A report uses the values of one moment: right
+// after the call for an event with several values, 1 millisecond later for one with one value, 100
+// milliseconds later for a launch. A report without a developer key is dropped.
 //
 // Processes: in a child that was forked after the first sharedTracker() every operation does
 // nothing and answers with an absent value, false or an empty text.
 //
 // Text is UTF-8; bytes that are not are replaced by U+FFFD. Sizes are not limited, but what waits
-// is: while 16,384 reports or 64 MiB of their values wait to be built, further ones are not taken,
-// which diagnostics() tells.
+// is: while 16,384 reports or 64 MiB of their values wait to be composed, further ones are rejected
+// and counted (diagnostics().lost.tooManyWaiting).
 class QUARNEL_EXPORT QuarnelTracker {
  public:
   // Hands in what only the host application knows. Call it before the first sharedTracker(); later
@@ -109,9 +112,13 @@ class QUARNEL_EXPORT QuarnelTracker {
   void setUseReceiptValidationSandbox(bool useSandbox);
   bool useReceiptValidationSandbox() const;
 
-  // The application's callbacks, see QuarnelTrackerDelegate; null for none. Not owned.
+  // The application's callbacks, see QuarnelTrackerDelegate; nullptr (the default) for none. The
+  // tracker shares the ownership until another delegate is set, and a call in progress does until
+  // it returns. A plain pointer is not owned: for delegates that live as long as the process.
+  void setDelegate(std::shared_ptr<QuarnelTrackerDelegate> delegate);
   void setDelegate(QuarnelTrackerDelegate* delegate);
-  QuarnelTrackerDelegate* delegate() const;
+  void setDelegate(std::nullptr_t);
+  std::shared_ptr<QuarnelTrackerDelegate> delegate() const;
 
   // --- Reports ---------------------------------------------------------------------------------
 
@@ -156,7 +163,10 @@ class QUARNEL_EXPORT QuarnelTracker {
   // the threads. At most five requests that the service refuses are made per version of the
   // application. Needs developer key and app ID. A URL that cannot be made of them fails on the
   // calling thread, before this returns.
+  // The delegate's ownership is as with setDelegate.
+  void loadConversionDataWithDelegate(std::shared_ptr<QuarnelTrackerDelegate> delegate);
   void loadConversionDataWithDelegate(QuarnelTrackerDelegate* delegate);
+  void loadConversionDataWithDelegate(std::nullptr_t);
 
   // Has the store receipt validated, calls `success` or `failure` once, from a thread of the
   // library, and then reports the event "qn_purchase" whatever came out. Nothing happens, but a log
@@ -205,6 +215,14 @@ class QUARNEL_EXPORT QuarnelTracker {
 
  private:
   class Graph;
+
+  template <typename Operation>
+  auto perform(const Operation& operation) const;
+  template <typename T>
+  void set(T Settings::*member, T value);
+  template <typename T>
+  T setting(T Settings::*member) const;
+
   std::unique_ptr<Graph> graph_;
 };
 

@@ -11,8 +11,8 @@ namespace quarnel {
 // The application's callbacks. An empty function is an operation that the delegate does not respond
 // to; it is tested afresh before every call.
 //
-// The tracker keeps a plain pointer: the application keeps the delegate alive and unchanged, or
-// resets it with QuarnelTracker::setDelegate(nullptr), for as long as the tracker may call it. A
+// The tracker shares the ownership, and so does a call in progress: after setDelegate(nullptr) the
+// delegate is gone once the last call has returned. Don't change it while a tracker has it. A
 // callback may call the tracker again and may replace the delegate. An exception that leaves a
 // callback is caught and logged.
 struct QuarnelTrackerDelegate {
@@ -27,6 +27,11 @@ struct QuarnelTrackerDelegate {
   // The application was opened from a link: its query parameters, or one entry "link". Arrives on
   // the main queue, after the launch report that carries the link has been built.
   std::function<void(const Dictionary& attributionData)> onAppOpenAttribution;
+
+  // For delegates that stand for an object that may go away: whether it is still there. Asked
+  // before each call, on any thread; without the object the delegate responds to nothing. Default:
+  // it is.
+  std::function<bool()> isPresent{};
 };
 
 }  // namespace quarnel

@@ -139,9 +139,11 @@ QUARNEL_EXPORT bool quarnel_tracker_use_receipt_validation_sandbox(const quarnel
 // --- Delegate ----------------------------------------------------------------------------------
 
 // What the tracker tells the application. An operation that is not set is one that the delegate
-// does not respond to; some requests are made only for a delegate that responds. Lives until the
-// process ends, as the tracker may call it at any time: make one and keep it. Set its operations
+// does not respond to; some requests are made only for a delegate that responds. Set its operations
 // before it is handed to a tracker; afterwards they return QUARNEL_TOO_LATE.
+//
+// A tracker that has the delegate and a call in progress hold references of their own, so the
+// handle may be released right after it was handed in. A handle that is never released stays valid.
 typedef struct quarnel_delegate quarnel_delegate;
 
 // A dictionary for the application, as a JSON object.
@@ -149,8 +151,18 @@ typedef void (*quarnel_on_data)(const char* data, void* user);
 // What the application asked for failed.
 typedef void (*quarnel_on_failure)(const quarnel_error* error, void* user);
 
-// A new delegate that responds to nothing; NULL only when memory is short. Never to be freed.
+// A new delegate that responds to nothing; NULL only when memory is short.
 QUARNEL_EXPORT quarnel_delegate* quarnel_delegate_create(void);
+
+// Releases the handle. The delegate itself ends when no tracker has it and no call is in progress.
+// NULL does nothing. Don't use the handle afterwards.
+QUARNEL_EXPORT void quarnel_delegate_release(quarnel_delegate* delegate);
+
+// Calls `destroy` with `user` once, when the delegate ends: after the last call, on the thread of
+// whoever was the last to let go of it. For the memory behind the callbacks' `user`. Default: none.
+QUARNEL_EXPORT quarnel_status quarnel_delegate_set_destructor(quarnel_delegate* delegate,
+                                                              void (*destroy)(void* user),
+                                                              void* user);
 
 // The installation's conversion data. Arrives on the main queue when it is served from the stored
 // copy, on the HTTP session's callback queue, a thread of the library, when it has just been
@@ -169,8 +181,8 @@ QUARNEL_EXPORT quarnel_status quarnel_delegate_set_on_conversion_data_request_fa
 QUARNEL_EXPORT quarnel_status quarnel_delegate_set_on_app_open_attribution(
     quarnel_delegate* delegate, quarnel_on_data callback, void* user);
 
-// Makes the delegate the tracker's, replacing any other; NULL (the default): none. A callback that
-// is under way on another thread goes on.
+// Makes the delegate the tracker's, replacing any other; NULL (the default): none. A callback in
+// progress on another thread runs to its end.
 QUARNEL_EXPORT quarnel_status quarnel_tracker_set_delegate(quarnel_tracker* tracker,
                                                            quarnel_delegate* delegate);
 

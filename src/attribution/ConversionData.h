@@ -2,11 +2,18 @@
 
 #include <QuarnelTvOsLib/Value.h>
 
+#include <memory>
 #include <optional>
+#include <string>
 
-#include "compose/TrackerContext.h"
+#include "installation/DelegateSlot.h"
 #include "installation/DeviceIdentity.h"
+#include "installation/TrackerState.h"
+#include "platform/Clock.h"
 #include "platform/HttpSession.h"
+#include "platform/ServiceConfiguration.h"
+#include "platform/UserDefaults.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
@@ -18,11 +25,20 @@ namespace quarnel {
 // Cycles may overlap; each answer is stored and delivered by itself.
 class ConversionData {
  public:
-  ConversionData(const TrackerContext& context, DeviceIdentity& identity)
-      : context_(context), identity_(identity) {}
+  ConversionData(HttpSession& session, const Clock& clock, UserDefaults& defaults,
+                 const ServiceConfiguration& services, const TrackerState& state,
+                 DelegateSlot& delegate, DeviceIdentity& identity, const DebugLog& log)
+      : session_(session),
+        clock_(clock),
+        defaults_(defaults),
+        services_(services),
+        state_(state),
+        delegate_(delegate),
+        identity_(identity),
+        log_(log) {}
 
   // Makes the delegate the tracker's and runs a fetch cycle on this thread.
-  void loadConversionDataWithDelegate(QuarnelTrackerDelegate* delegate);
+  void loadConversionDataWithDelegate(std::shared_ptr<QuarnelTrackerDelegate> delegate);
 
   // Runs a fetch cycle if the delegate listens; called after a launch report has got through.
   void launchDelivered();
@@ -36,11 +52,17 @@ class ConversionData {
   void receiveAnswer(const HttpResponse& response, Date start);
   void receiveRefusal(int status);
   void store(Dictionary& data);
-  void fail(const Error& error);
+  void fail(const Error& error) const;
   Error makeError(int code, const char* description) const;
 
-  const TrackerContext& context_;
+  HttpSession& session_;
+  const Clock& clock_;
+  UserDefaults& defaults_;
+  const ServiceConfiguration& services_;
+  const TrackerState& state_;
+  DelegateSlot& delegate_;
   DeviceIdentity& identity_;
+  const DebugLog& log_;
 };
 
 }  // namespace quarnel

@@ -3,12 +3,13 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/CallOut.h"
 #include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
-#include "platform/SystemVersion.h"
+#include "transport/QuarnelServerHandler.h"
 #include "util/ApproximateSize.h"
+#include "util/CallOut.h"
 #include "util/Json.h"
+#include "util/SystemVersion.h"
 #include "util/Text.h"
 
 namespace quarnel {
@@ -48,22 +49,28 @@ bool holdsTransaction(const Value& answer, const std::string& transactionId) {
 
 }  // namespace
 
-PurchaseValidation::PurchaseValidation(const TrackerContext& context, DeviceIdentity& identity,
-                                       QuarnelServerHandler& serverHandler, TrackEvent trackEvent)
-    : context_(context),
+PurchaseValidation::PurchaseValidation(HttpSession& session, Dispatcher& dispatcher,
+                                       const Device& device, const ServiceConfiguration& services,
+                                       const TrackerState& state, DeviceIdentity& identity,
+                                       const QuarnelUtils& utils, const DebugLog& log,
+                                       TrackEvent trackEvent)
+    : session_(session),
+      device_(device),
+      services_(services),
+      state_(state),
       identity_(identity),
-      serverHandler_(serverHandler),
+      utils_(utils),
+      log_(log),
       trackEvent_(std::move(trackEvent)),
-      queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
-                                                           ".QuarnelPurchases")) {}
+      queue_(dispatcher.makeSerialQueue(services.vendorPrefix + ".QuarnelPurchases")) {}
 
 void PurchaseValidation::validateAndTrackInAppPurchase(
     std::optional<std::string> productIdentifier, Value price, std::optional<std::string> currency,
     std::optional<std::string> transactionId, std::optional<Dictionary> additionalParameters,
     ValidationSuccess success, ValidationFailure failure) {
-  if (!isSystemAtLeast(context_.platform.device(), "7")) return;
+  if (!isVersionAtLeast(device_.systemVersion(), "7")) return;
   if (!productIdentifier || !transactionId) {
-    context_.log(kOperation, "Quarnel Error: validateInAppPurchase Parameters cannot be nil");
+    log_(kOperation, "Quarnel Error: validateInAppPurchase Parameters cannot be nil");
     return;
   }
   const std::size_t size = productIdentifier->size() + transactionId->size() +
@@ -71,9 +78,9 @@ void PurchaseValidation::validateAndTrackInAppPurchase(
   auto purchase = std::make_shared<const Purchase>(
       Purchase{validUtf8(*std::move(productIdentifier)), std::move(price), std::move(currency),
                validUtf8(*std::move(transactionId)), std::move(additionalParameters),
-               std::move(success), std::move(failure), waiting_.admit(size)});
+               std::move(success), std::move(failure), state_.settings(), waiting_.admit(size)});
   if (!purchase->ticket) {
-    const Error error{context_.services.vendorPrefix + ".ErrorDomain", 0,
+    const Error error{services_.vendorPrefix + ".ErrorDomain", 0,
                       "too many purchases wait for validation"};
     trackPurchase(*purchase, examine(*purchase, error, std::nullopt));
     return;
@@ -82,30 +89,30 @@ void PurchaseValidation::validateAndTrackInAppPurchase(
 }
 
 void PurchaseValidation::start(const SharedPurchase& purchase) {
-  Dictionary receipt = context_.utils.getStoreReceipt();
+  Dictionary receipt = utils_.getStoreReceipt();
   if (receipt.find("data") == nullptr) {
-    const Error error{context_.services.vendorPrefix + ".ErrorDomain", 0, "no store receipt"};
+    const Error error{services_.vendorPrefix + ".ErrorDomain", 0, "no store receipt"};
     trackPurchase(*purchase, examine(*purchase, error, std::nullopt));
     return;
   }
-  const Dictionary request = parameters(std::move(receipt));
-  if (context_.log.isEnabled()) context_.log(kOperation, "parameters = ", describe(request));
-  serverHandler_.sendPOSTRequest(request, [this, purchase](const std::optional<Error>& error,
-                                                           const std::optional<std::string>& body) {
-    trackPurchase(*purchase, examine(*purchase, error, body));
-  });
+  const Dictionary request = parameters(std::move(receipt), *purchase->settings);
+  if (log_.isEnabled()) log_(kOperation, "parameters = ", describe(request));
+  QuarnelServerHandler::sendPOSTRequest(
+      session_, log_, request,
+      [this, purchase](const std::optional<Error>& error, const std::optional<std::string>& body) {
+        trackPurchase(*purchase, examine(*purchase, error, body));
+      });
 }
 
-Dictionary PurchaseValidation::parameters(Dictionary receipt) {
-  const TrackerFields fields = context_.state.snapshot();
+Dictionary PurchaseValidation::parameters(Dictionary receipt, const Settings& settings) {
   const auto set = [&receipt](const char* key, const std::optional<std::string>& text) {
     if (text) receipt.set(key, *text);
   };
   set("quarnelId", identity_.getQuarnelUID());
-  set("appDevKey", fields.quarnelDevKey);
-  set("appId", fields.appleAppID);
-  set("sandbox", fields.useReceiptValidationSandbox ? "true" : "false");
-  set("url", "https://" + context_.services.servicesHost + "/validate-ios-receipt");
+  set("appDevKey", settings.quarnelDevKey);
+  set("appId", settings.appleAppID);
+  set("sandbox", settings.useReceiptValidationSandbox ? "true" : "false");
+  set("url", "https://" + services_.servicesHost + "/validate-ios-receipt");
   return receipt;
 }
 
@@ -113,7 +120,7 @@ Dictionary PurchaseValidation::parameters(Dictionary receipt) {
 bool PurchaseValidation::examine(const Purchase& purchase, const std::optional<Error>& error,
                                  const std::optional<std::string>& body) {
   if (error) {
-    context_.log(kCompletion, "Failed validating receipt = ", error->description);
+    log_(kCompletion, "Failed validating receipt = ", error->description);
     return fail(purchase, error, body ? std::optional<Value>(*body) : std::nullopt);
   }
   const JsonReadResult parsed = readJson(body.value_or(""));
@@ -123,18 +130,18 @@ bool PurchaseValidation::examine(const Purchase& purchase, const std::optional<E
 
 bool PurchaseValidation::examineAnswer(const Purchase& purchase, const Value& answer) {
   if (!isValidStatus(entry(&answer, "status"))) {
-    if (context_.log.isEnabled()) {
-      context_.log(kCompletion, "Failed validating receipt = ", describe(answer));
+    if (log_.isEnabled()) {
+      log_(kCompletion, "Failed validating receipt = ", describe(answer));
     }
     return fail(purchase, std::nullopt, answer);
   }
   if (!holdsTransaction(answer, purchase.transactionId)) {
-    context_.log(kCompletion, "Transaction not found in receipt data - validation failed.");
+    log_(kCompletion, "Transaction not found in receipt data - validation failed.");
     return fail(purchase, std::nullopt, answer);
   }
-  context_.log(kCompletion, "Succeeded validating receipt");
+  log_(kCompletion, "Succeeded validating receipt");
   if (purchase.success) {
-    callOut(context_.log, kCompletion, [&] { purchase.success(*answer.dictionary()); });
+    callOut(log_, kCompletion, [&] { purchase.success(*answer.dictionary()); });
   }
   return true;
 }
@@ -142,7 +149,7 @@ bool PurchaseValidation::examineAnswer(const Purchase& purchase, const Value& an
 bool PurchaseValidation::fail(const Purchase& purchase, const std::optional<Error>& error,
                               const std::optional<Value>& answer) {
   if (purchase.failure) {
-    callOut(context_.log, kCompletion, [&] { purchase.failure(error, answer); });
+    callOut(log_, kCompletion, [&] { purchase.failure(error, answer); });
   }
   return false;
 }

@@ -8,14 +8,18 @@
 #include <optional>
 #include <string>
 
-#include "compose/TrackerContext.h"
 #include "installation/DeviceIdentity.h"
-#include "transport/QuarnelServerHandler.h"
+#include "installation/TrackerState.h"
+#include "platform/DeviceFacts.h"
+#include "platform/Dispatcher.h"
+#include "platform/HttpSession.h"
+#include "platform/ServiceConfiguration.h"
 #include "util/Admission.h"
+#include "util/DebugLog.h"
+#include "util/Limits.h"
+#include "util/QuarnelUtils.h"
 
 namespace quarnel {
-
-class SerialQueue;
 
 // A purchase on its way through validation.
 struct Purchase {
@@ -26,6 +30,7 @@ struct Purchase {
   std::optional<Dictionary> additionalParameters;
   ValidationSuccess success;
   ValidationFailure failure;
+  std::shared_ptr<const Settings> settings;  // Of the call.
   Admission::SharedTicket ticket;
 };
 
@@ -35,8 +40,13 @@ class PurchaseValidation {
  public:
   using TrackEvent = std::function<void(std::string eventName, Dictionary values)>;
 
-  PurchaseValidation(const TrackerContext& context, DeviceIdentity& identity,
-                     QuarnelServerHandler& serverHandler, TrackEvent trackEvent);
+  PurchaseValidation(HttpSession& session, Dispatcher& dispatcher, const Device& device,
+                     const ServiceConfiguration& services, const TrackerState& state,
+                     DeviceIdentity& identity, const QuarnelUtils& utils, const DebugLog& log,
+                     TrackEvent trackEvent);
+
+  // Purchases that wait for the service's answer.
+  std::size_t waiting() const { return waiting_.pieces(); }
 
   // Returns at once. Callbacks come from a thread of the library; only when too many purchases wait
   // for their validation, the failure comes from the caller's.
@@ -50,7 +60,7 @@ class PurchaseValidation {
   using SharedPurchase = std::shared_ptr<const Purchase>;
 
   void start(const SharedPurchase& purchase);
-  Dictionary parameters(Dictionary receipt);
+  Dictionary parameters(Dictionary receipt, const Settings& settings);
   bool examine(const Purchase& purchase, const std::optional<Error>& error,
                const std::optional<std::string>& body);
   bool examineAnswer(const Purchase& purchase, const Value& answer);
@@ -58,11 +68,15 @@ class PurchaseValidation {
             const std::optional<Value>& answer);
   void trackPurchase(const Purchase& purchase, bool isValidated);
 
-  const TrackerContext& context_;
+  HttpSession& session_;
+  const Device& device_;
+  const ServiceConfiguration& services_;
+  const TrackerState& state_;
   DeviceIdentity& identity_;
-  QuarnelServerHandler& serverHandler_;
+  const QuarnelUtils& utils_;
+  const DebugLog& log_;
   const TrackEvent trackEvent_;
-  Admission waiting_{{256, std::size_t{16} << 20}};
+  Admission waiting_{{limits::kMostPurchases, limits::kMostPurchaseBytes}};
   const std::shared_ptr<SerialQueue> queue_;  // Reads receipts off the caller's thread.
 };
 

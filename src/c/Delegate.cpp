@@ -1,8 +1,6 @@
 // The application's callbacks in C.
 #include <memory>
-#include <mutex>
 #include <utility>
-#include <vector>
 
 #include "c/Handles.h"
 #include "util/Json.h"
@@ -13,23 +11,15 @@ using quarnel::QuarnelTrackerDelegate;
 
 namespace {
 
-// Every delegate ever made: trackers keep plain pointers to them.
-void keep(std::unique_ptr<quarnel_delegate> delegate) {
-  static auto& mutex = *new std::mutex;
-  static auto& delegates = *new std::vector<std::unique_ptr<quarnel_delegate>>;
-  const std::lock_guard lock(mutex);
-  delegates.push_back(std::move(delegate));
-}
-
-QuarnelTrackerDelegate& changeable(quarnel_delegate* delegate) {
-  if (!required(delegate, "delegate").isHandedIn) return delegate->callbacks;
+quarnel_delegate_content& changeable(quarnel_delegate* delegate) {
+  if (!required(delegate, "delegate").isHandedIn) return *delegate->content;
   throw Refusal(QUARNEL_TOO_LATE, "The delegate is a tracker's already.");
 }
 
-QuarnelTrackerDelegate* handedIn(quarnel_delegate* delegate) {
+std::shared_ptr<QuarnelTrackerDelegate> handedIn(quarnel_delegate* delegate) {
   if (delegate == nullptr) return nullptr;
   delegate->isHandedIn = true;
-  return &delegate->callbacks;
+  return {delegate->content, &delegate->content->callbacks};
 }
 
 std::function<void(const Dictionary&)> dataCallback(quarnel_on_data callback, void* user) {
@@ -42,24 +32,35 @@ std::function<void(const Dictionary&)> dataCallback(quarnel_on_data callback, vo
 quarnel_delegate* quarnel_delegate_create() {
   return guardedResult<quarnel_delegate*>(nullptr, [] {
     auto delegate = std::make_unique<quarnel_delegate>();
-    auto* handle = delegate.get();
-    keep(std::move(delegate));
-    return handle;
+    delegate->content = std::make_shared<quarnel_delegate_content>();
+    return delegate.release();
+  });
+}
+
+void quarnel_delegate_release(quarnel_delegate* delegate) { delete delegate; }
+
+quarnel_status quarnel_delegate_set_destructor(quarnel_delegate* delegate,
+                                               void (*destroy)(void* user), void* user) {
+  return guarded([&] {
+    quarnel_delegate_content& content = changeable(delegate);
+    content.destroy = destroy;
+    content.user = user;
   });
 }
 
 quarnel_status quarnel_delegate_set_on_conversion_data_received(quarnel_delegate* delegate,
                                                                 quarnel_on_data callback,
                                                                 void* user) {
-  return guarded(
-      [&] { changeable(delegate).onConversionDataReceived = dataCallback(callback, user); });
+  return guarded([&] {
+    changeable(delegate).callbacks.onConversionDataReceived = dataCallback(callback, user);
+  });
 }
 
 quarnel_status quarnel_delegate_set_on_conversion_data_request_failure(quarnel_delegate* delegate,
                                                                        quarnel_on_failure callback,
                                                                        void* user) {
   return guarded([&] {
-    auto& failure = changeable(delegate).onConversionDataRequestFailure;
+    auto& failure = changeable(delegate).callbacks.onConversionDataRequestFailure;
     failure = nullptr;
     if (callback == nullptr) return;
     failure = [=](const quarnel::Error& error) { callback(handleOf(error), user); };
@@ -68,7 +69,8 @@ quarnel_status quarnel_delegate_set_on_conversion_data_request_failure(quarnel_d
 
 quarnel_status quarnel_delegate_set_on_app_open_attribution(quarnel_delegate* delegate,
                                                             quarnel_on_data callback, void* user) {
-  return guarded([&] { changeable(delegate).onAppOpenAttribution = dataCallback(callback, user); });
+  return guarded(
+      [&] { changeable(delegate).callbacks.onAppOpenAttribution = dataCallback(callback, user); });
 }
 
 quarnel_status quarnel_tracker_set_delegate(quarnel_tracker* tracker, quarnel_delegate* delegate) {

@@ -10,13 +10,28 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <variant>
 
 #include "c/Boundary.h"
 
-struct quarnel_delegate {
+// What a tracker and a running call share with the handle. The last of them ends it.
+struct quarnel_delegate_content {
+  quarnel_delegate_content() = default;
+  quarnel_delegate_content(const quarnel_delegate_content&) = delete;
+  quarnel_delegate_content& operator=(const quarnel_delegate_content&) = delete;
+  ~quarnel_delegate_content() {
+    if (destroy != nullptr) destroy(user);
+  }
+
   quarnel::QuarnelTrackerDelegate callbacks;
+  void (*destroy)(void* user) = nullptr;
+  void* user = nullptr;
+};
+
+struct quarnel_delegate {
+  std::shared_ptr<quarnel_delegate_content> content;
   std::atomic<bool> isHandedIn{false};  // From then on the tracker may read the callbacks.
 };
 

@@ -1,7 +1,7 @@
 #include "compose/EndpointURLs.h"
 
-#include "compose/TrackerContext.h"
 #include "util/Text.h"
+#include "util/Version.h"
 
 namespace quarnel {
 

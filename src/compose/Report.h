@@ -1,13 +1,18 @@
+// A report on its road: the request, what is taken at its hand-over, and its facts. ReportBuilder
+// tells the whole life.
 #pragma once
 
 #include <QuarnelTvOsLib/Value.h>
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "installation/Counters.h"
+#include "installation/TrackerState.h"
 #include "util/Admission.h"
-#include "util/QuarnelDictionary.h"
 
 namespace quarnel {
 
@@ -17,27 +22,63 @@ inline constexpr std::string_view kLaunchEventName = "Launched";
 inline constexpr std::string_view kBuildOperation =
     "-[QuarnelTracker callServerWithEventName:value:withDictionary:isEvent:isNewAPI:]";
 
-// One launch or event report on its way from the call to the finished body.
-struct Report {
-  // What the caller asked for.
+// What the application asked for.
+struct ReportRequest {
   std::optional<std::string> eventName;
-  std::optional<std::string> value;
-  std::optional<Dictionary> dictionary;  // Purchase details.
-  bool isEvent = false;                  // For the events host, not the launch host.
-  bool isNewAPI = false;                 // From the interface with several values.
-  Admission::SharedTicket ticket;        // Its place among those that wait.
+  std::optional<std::string> value;        // An event's one value.
+  std::optional<Dictionary> values;        // Its several values.
+  std::unique_ptr<Dictionary> dictionary;  // Purchase details.
+  bool isEvent = false;                    // For the events host, not the launch host.
+  bool isNewAPI = false;                   // From the interface with several values.
+  Admission::SharedTicket ticket;          // Its place among those that wait.
 
-  // Fixed when the building starts.
-  bool isFirstTime = false;           // The first report of this installation.
-  std::optional<Dictionary> receipt;  // Taken by a launch that is the first report.
   bool isLaunch() const { return eventName == kLaunchEventName; }
   bool isInAppEvent() const { return eventName && !isLaunch(); }
+};
 
-  QuarnelDictionary body;
+// The ad client's answers so far.
+struct AdAttribution {
+  std::optional<bool> isAttributed;  // Absent: it has not answered.
+  std::optional<std::string> purchaseDate;
+  std::optional<std::string> impressionDate;
+  std::optional<Value> details;  // A dictionary.
 
-  void set(std::string key, std::optional<Value> content) {
-    body.setParameter(std::move(content), std::move(key));
-  }
+  friend bool operator==(const AdAttribution&, const AdAttribution&) = default;
+};
+
+// Everything that a report must have of the moment at which it was handed over.
+struct HandOver {
+  Date moment;
+  std::shared_ptr<const Settings> settings;
+  std::optional<std::int32_t> endedSessions;
+  std::shared_ptr<const AdAttribution> ads;
+  std::unique_ptr<const PendingLaunch> pending;  // For launches.
+};
+
+// The request may share its hand-over with others that were handed over at the same moment.
+struct HandedOver {
+  ReportRequest request;
+  std::shared_ptr<const HandOver> handOver;
+};
+
+// The parts of a body that reports have in common, as JSON fields joined by commas. Made once for
+// as long as the installation and the settings stay the same.
+struct CommonFields {
+  std::string identity;     // "uid", "serverApiVersion".
+  std::string device;       // "name" to "platformextension".
+  std::string application;  // "deviceTrackingDisabled" to "currentCountrycode".
+  std::string user;         // "appUID", "customData".
+  std::string attribution;  // "wifi" to the e-mails.
+};
+
+// Everything that a report's body and URL are made of. Nothing about a report is read later.
+struct ReportFacts {
+  ReportRequest request;
+  std::shared_ptr<const HandOver> handOver;
+  std::shared_ptr<const CommonFields> common;
+  ReportNumbers numbers;
+  std::string receipt;          // "installReceiptData", if it is carried.
+  std::string purchaseAndLink;  // "productId" to "qn_deeplink", as far as they are carried.
 };
 
 }  // namespace quarnel

@@ -1,258 +1,200 @@
 #include "compose/ReportBuilder.h"
 
-#include <algorithm>
-#include <stdexcept>
-#include <string_view>
+#include <exception>
 #include <utility>
 
 #include "compose/BodyEncoder.h"
 #include "compose/EndpointURLs.h"
-#include "compose/ReportIntake.h"
+#include "compose/ReportBody.h"
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/Dispatcher.h"
-#include "platform/FileSystem.h"
-#include "platform/UserDefaults.h"
-#include "util/Json.h"
+#include "util/Limits.h"
+#include "util/Version.h"
 
 namespace quarnel {
-namespace {
 
-// Keeps the transport's connections busy while reports are built. Those that wait go on in batches:
-// one at a time, each outcome would wake a thread.
-constexpr std::size_t kMostInFlight = 256;
-constexpr std::size_t kFewInFlight = kMostInFlight * 3 / 4;
-constexpr std::size_t kBatch = 32;
-
-// So many wait only when reports come faster than they can leave. Short of the most that may wait:
-// a burst of nearly so many is still delivered whole.
-constexpr std::size_t kTooManyToHoldBack = ReportIntake::kMostReports * 15 / 16;
-
-}  // namespace
-
-ReportBuilder::ReportBuilder(const TrackerContext& context, DeviceIdentity& identity,
-                             Counters& counters, InstallDates& dates,
-                             QuarnelServerHandler& serverHandler,
+ReportBuilder::ReportBuilder(std::shared_ptr<SerialQueue> queue, const Clock& clock,
+                             const UserDefaults& defaults, const ServiceConfiguration& services,
+                             TrackerState& state, ReportGatherer& gatherer, Delivery& delivery,
+                             Ledger& ledger, const DebugLog& log,
                              std::function<void()> launchDelivered)
-    : context_(context),
-      identity_(identity),
-      counters_(counters),
-      dates_(dates),
-      serverHandler_(serverHandler),
-      launchDelivered_(std::move(launchDelivered)),
-      deviceFields_(context, identity),
-      userFields_(context),
-      attributionFields_(context),
-      queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
-                                                           ".QuarnelReports")) {}
+    : queue_(std::move(queue)),
+      clock_(clock),
+      defaults_(defaults),
+      services_(services),
+      state_(state),
+      gatherer_(gatherer),
+      delivery_(delivery),
+      ledger_(ledger),
+      log_(log),
+      launchDelivered_(std::move(launchDelivered)) {}
+
+// --- Hand-over
+// ------------------------------------------------------------------------------------
 
 void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
                                             Admission::SharedTicket ticket) {
-  callServerWithEventName(std::move(eventName), std::nullopt, std::nullopt, false, false,
-                          std::move(ticket));
+  callServerWithEventName(std::move(eventName), std::nullopt, false, false, std::move(ticket));
 }
 
 void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
                                             std::optional<std::string> value, bool isInAppEvent,
                                             bool isNewAPI, Admission::SharedTicket ticket) {
-  callServerWithEventName(std::move(eventName), std::move(value), std::nullopt, isInAppEvent,
-                          isNewAPI, std::move(ticket));
+  ReportRequest request;
+  request.eventName = std::move(eventName);
+  request.value = std::move(value);
+  request.isEvent = isInAppEvent;
+  request.isNewAPI = isNewAPI;
+  request.ticket = std::move(ticket);
+  callServerWithEventName(std::move(request));
 }
 
-void ReportBuilder::callServerWithEventName(std::optional<std::string> eventName,
-                                            std::optional<std::string> value,
-                                            std::optional<Dictionary> dictionary, bool isEvent,
-                                            bool isNewAPI, Admission::SharedTicket ticket) {
-  Report report;
-  report.eventName = std::move(eventName);
-  report.value = std::move(value);
-  report.dictionary = std::move(dictionary);
-  report.isEvent = isEvent;
-  report.isNewAPI = isNewAPI;
-  report.ticket = std::move(ticket);
-  {
-    const std::lock_guard lock(mutex_);
-    arrived_.push_back(std::move(report));
-    if (std::exchange(isTaskQueued_, true)) return;  // It takes all that have arrived.
+void ReportBuilder::callServerWithEventName(ReportRequest request) {
+  std::shared_ptr<const HandOver> handOver = takeHandOver(request.isLaunch());
+  put(HandedOver{std::move(request), std::move(handOver)});
+}
+
+void ReportBuilder::callServerWithEventNames(std::vector<ReportRequest> requests) {
+  std::shared_ptr<const HandOver> shared;
+  for (ReportRequest& request : requests) {
+    if (request.isLaunch()) {
+      callServerWithEventName(std::move(request));
+      continue;
+    }
+    if (!shared) shared = takeHandOver(false);
+    put(HandedOver{std::move(request), shared});
   }
+}
+
+// The stored values are read from memory. The first reading of all loads the file, so it comes
+// before the critical section.
+std::unique_ptr<HandOver> ReportBuilder::takeHandOver(bool isLaunch) {
+  auto handOver = std::make_unique<HandOver>();
+  defaults_.get(keys::kRealLaunchCounter);
+  state_.update([&](TrackerFields& fields) {
+    handOver->moment = clock_.now();
+    handOver->settings = fields.settings;
+    if (const auto ended = defaults_.get(keys::kRealLaunchCounter)) {
+      handOver->endedSessions = storedCounter(ended);
+    }
+    handOver->ads = adAttribution(fields.iADV3data);
+    // A launch without a developer key is dropped, and the link waits for the next one.
+    if (!isLaunch || !fields.settings->quarnelDevKey) return;
+    fields.lastLaunchTime = handOver->moment;
+    fields.didCollectIAdData = true;
+    auto pending = std::make_unique<PendingLaunch>();
+    if (fields.pending.deeplink) {
+      pending->deeplink = std::exchange(fields.pending.deeplink, std::nullopt);
+      pending->sourceApplication = std::exchange(fields.pending.sourceApplication, std::nullopt);
+    }
+    pending->pushPayload = std::exchange(fields.pending.pushPayload, std::nullopt);
+    handOver->pending = std::move(pending);
+  });
+  return handOver;
+}
+
+std::shared_ptr<const AdAttribution> ReportBuilder::adAttribution(
+    std::optional<Value> details) const {
+  static const auto& none = *new std::shared_ptr(std::make_shared<const AdAttribution>());
+  const bool isAttributed = defaults_.get(keys::kAdAttribution).has_value();
+  if (!isAttributed && !details) return none;
+  AdAttribution ads;
+  if (isAttributed) {
+    ads.isAttributed = storedBoolean(defaults_, keys::kAdAttribution);
+    ads.purchaseDate = storedText(defaults_, keys::kAdPurchaseDate);
+    ads.impressionDate = storedText(defaults_, keys::kAdImpressionDate);
+  }
+  ads.details = std::move(details);
+  return std::make_shared<const AdAttribution>(std::move(ads));
+}
+
+void ReportBuilder::afterGathering(Task task) { put(std::move(task)); }
+
+void ReportBuilder::put(Arrival arrival) {
+  arrived_.put(std::move(arrival), [this] { queue_->post([this] { gatherArrived(); }); });
+}
+
+// --- On the builder's queue
+// -----------------------------------------------------------------------
+
+void ReportBuilder::gatherArrived() {
+  std::vector<HandedOver> batch;
+  batch.reserve(limits::kGatherBatch);
+  for (Arrival& arrival : arrived_.takeAll()) {
+    auto* const report = std::get_if<HandedOver>(&arrival);
+    if (report != nullptr) batch.push_back(std::move(*report));
+    if (report == nullptr || batch.size() == limits::kGatherBatch) gather(batch);
+    if (report == nullptr) std::get<Task>(arrival)();
+  }
+  gather(batch);
+}
+
+void ReportBuilder::gather(std::vector<HandedOver>& batch) {
+  if (batch.empty()) return;
+  std::size_t left = batch.size();
   try {
-    queue_->post([this] {
-      takeArrived();
-      buildWaiting();
-    });
-  } catch (...) {
-    // Out of memory: the report goes with the next one.
-    const std::lock_guard lock(mutex_);
-    isTaskQueued_ = false;
-    throw;
+    for (ReportFacts& facts : gatherer_.gather(batch)) {
+      auto& waiting = facts.request.isLaunch() ? launches_ : others_;
+      waiting.push_back(std::move(facts));
+      --left;
+    }
+  } catch (const std::exception& exception) {
+    // Memory has run out. Each report that is not gathered yet is counted.
+    for (; left > 0; --left) ledger_.count(Tally::kAbandoned);
+    log_(kBuildOperation, "Error could not send url: ", exception.what());
   }
+  batch.clear();
+  sendWaiting();
 }
 
-// One by one: should memory run out, each is in one of the two.
-void ReportBuilder::takeArrived() {
-  const std::lock_guard lock(mutex_);
-  isTaskQueued_ = false;
-  while (!arrived_.empty()) {
-    waiting_.push_back(std::move(arrived_.front()));
-    arrived_.pop_front();
-  }
-}
-
-void ReportBuilder::exchangeEnded() {
-  if (--inFlight_ <= kFewInFlight && isHeld_.exchange(false))
-    queue_->post([this] { buildWaiting(); });
-}
-
-void ReportBuilder::buildWaiting() {
-  while (!waiting_.empty()) {
+void ReportBuilder::sendWaiting() {
+  while (!launches_.empty() || !others_.empty()) {
     // Before the test for room: an exchange that ends after it finds the mark and goes on here.
     isHeld_ = true;
-    if (!hasRoom()) return;
+    auto* const waiting = nextWithRoom();
+    if (waiting == nullptr) return;
     isHeld_ = false;
-    buildBatch();
+    ReportFacts facts = std::move(waiting->front());
+    waiting->pop_front();
+    send(std::move(facts));
   }
 }
 
-// What the reports of a batch change in the user defaults is committed together, as a commit costs
-// as much as the rest of a report: their numbers before the first of them leaves, as for a single
-// report, and the time of the last one once all have been handed on.
-void ReportBuilder::buildBatch() {
-  const std::size_t count = std::min(waiting_.size(), kBatch);
-  const auto isInAppEvent = [](const Report& report) { return report.isInAppEvent(); };
-  const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
-  const auto events = std::count_if(waiting_.begin(), end, isInAppEvent);
-  hasWifi_.reset();  // It is the same for the milliseconds that a batch takes.
-  const bool isTogether = events > 1 && context_.state.get(&TrackerFields::quarnelDevKey);
-  if (isTogether) counters_.reserveInApp(static_cast<std::size_t>(events));
-  for (std::size_t i = 0; i < count; ++i) {
-    Report report = std::move(waiting_.front());
-    waiting_.pop_front();
-    build(report);
+std::deque<ReportFacts>* ReportBuilder::nextWithRoom() {
+  if (!launches_.empty() && inFlight_ < limits::kMostInFlight + limits::kMostLaunchesInFlight) {
+    return &launches_;
   }
-  if (isTogether) context_.platform.userDefaults().synchronize();
+  const bool hasRoom =
+      inFlight_ < limits::kMostInFlight && bytesInFlight_ < limits::kMostInFlightBytes;
+  return hasRoom && !others_.empty() ? &others_ : nullptr;
 }
 
-bool ReportBuilder::hasRoom() const {
-  return inFlight_ < kMostInFlight || waiting_.size() > kTooManyToHoldBack;
-}
-
-void ReportBuilder::build(Report& report) {
+void ReportBuilder::send(ReportFacts facts) {
   try {
-    if (!enter(report)) return;
-    fillBody(report);
-    handOff(report);
+    const Settings& settings = *facts.handOver->settings;
+    auto record = std::make_shared<const QuarnelRequestCacheData>(
+        createURLFor(services_, "event", settings.appleAppID, facts.request.isEvent),
+        encodeBody(composeBody(facts), *settings.quarnelDevKey), kLibraryVersion);
+    const bool isLaunch = facts.request.isLaunch();
+    ledger_.count(Tally::kBuilt);
+    ++inFlight_;
+    bytesInFlight_ += sizeOf(*record);
+    facts.request = {};  // The ticket goes back before anything can settle.
+    delivery_.send(std::move(record), settings.appleAppID,
+                   isLaunch ? launchDelivered_ : std::function<void()>());
   } catch (const std::exception& exception) {
-    context_.ledger.count(Tally::kAbandoned);
-    context_.log(kBuildOperation, "Error could not send url: ", exception.what());
+    ledger_.count(Tally::kAbandoned);
+    log_(kBuildOperation, "Error could not send url: ", exception.what());
   }
 }
 
-// The entry checks and the decisions about the installation; false for a report that is dropped.
-bool ReportBuilder::enter(Report& report) {
-  context_.log(kBuildOperation, "(", kLibraryVersion, "): entered callServerWithEventName.");
-  const std::optional<std::string> key = context_.state.get(&TrackerFields::quarnelDevKey);
-  context_.log(kBuildOperation, "dev key: ", key.value_or("").empty() ? "missing!!!" : *key);
-  if (!key) {
-    context_.ledger.count(Tally::kMissingDeveloperKey);
-    context_.log(kBuildOperation, "Quarnel dev key is missing");
-    return false;
-  }
-  identity_.validateAppID();
-
-  UserDefaults& defaults = context_.platform.userDefaults();
-  report.isFirstTime = !defaults.get(keys::kInstallTimestamp);
-  context_.log(kBuildOperation, "First time = ", report.isFirstTime ? 1 : 0, " ",
-               storedText(defaults, keys::kInstallTimestamp), " ", keys::kInstallTimestamp);
-  const Date now = context_.platform.clock().now();
-  if (report.isLaunch()) {
-    context_.state.set(&TrackerFields::lastLaunchTime, std::optional(now));
-    if (report.isFirstTime) {
-      context_.log(kBuildOperation, "Get install receipt");
-      report.receipt = context_.utils.getStoreReceipt();
-    }
-  }
-  if (report.isFirstTime) defaults.set(keys::kInstallTimestamp, fixed(secondsSince1970(now), 6));
-  return true;
-}
-
-// Sets the fields in the order in which they are sent.
-void ReportBuilder::fillBody(Report& report) {
-  const DeviceFacts device = context_.platform.device().currentDevice();
-  const BundleFacts bundle = context_.platform.device().mainBundle();
-  report.set("uid", identity_.getQuarnelUID());
-  report.set("serverApiVersion", kServerApiVersion);
-  addReceipt(report);
-  deviceFields_.addDevice(report, device);
-  addCounters(report);
-  userFields_.addPurchase(report);
-  attributionFields_.addLinkAndPush(report);
-  deviceFields_.addAdvertising(report);
-  deviceFields_.addApplication(report, device, bundle);
-  addDates(report, bundle);
-  deviceFields_.addLocale(report, device);
-  userFields_.addEvent(report);
-  addNetwork(report);
-  attributionFields_.addAttribution(report);
-  userFields_.addEmails(report);
-  if (report.isLaunch()) context_.state.set(&TrackerFields::didCollectIAdData, true);
-}
-
-void ReportBuilder::addReceipt(Report& report) {
-  if (!report.receipt) return;
-  const Value* status = report.receipt->find("status");
-  if (status != nullptr && *status == Value("-1")) return;
-  if (auto json = context_.utils.getJsonStringFromDictionary(*report.receipt)) {
-    report.set("installReceiptData", *std::move(json));
-  }
-}
-
-void ReportBuilder::addNetwork(Report& report) {
-  context_.log(kBuildOperation, "check network");
-  if (!hasWifi_) hasWifi_ = deviceFields_.hasWifi();
-  report.set("wifi", *hasWifi_);
-}
-
-// A report counts as a launch or as an in-app event, never as both.
-void ReportBuilder::addCounters(Report& report) {
-  const bool isInAppEvent = report.isInAppEvent();
-  // First, so that the counter that is increased and the time are committed together.
-  const auto passed = static_cast<float>(counters_.getTimePassedSinceLastLaunch());
-  report.set("counter", counters_.getCounter(!isInAppEvent));
-  report.set("sessioncounter", counters_.getRealLaunchCounter());
-  report.set("iaecounter", counters_.getInAppCounter(isInAppEvent));
-  report.set("timepassedsincelastlaunch", shortestDouble(passed));
-}
-
-void ReportBuilder::addDates(Report& report, const BundleFacts& bundle) {
-  const DateFormatter formatter = context_.utils.getDateFormatter();
-  const FileSystem& files = context_.platform.fileSystem();
-  const auto date1 = dates_.getInstallDate(formatter);
-  const auto date2 = formatter.string(files.modificationDate(files.temporaryDirectory()));
-  context_.log(kBuildOperation, "Looking for previous version date.");
-  const auto version = bundle.hasInfoDictionary ? bundle.bundleVersion : std::nullopt;
-  const auto date3 = dates_.getVersionUpdateDate(version, date2);
-  context_.log(kBuildOperation, "date1= ", date1);
-  context_.log(kBuildOperation, "date2= ", date2);
-  context_.log(kBuildOperation, "date3= ", date3);
-  report.set("date1", date1);
-  report.set("date2", date2);
-  report.set("date3", date3);
-  report.set("firstLaunchDate", dates_.getFirstLanuchDate(formatter));
-}
-
-void ReportBuilder::handOff(const Report& report) {
-  const auto json = context_.utils.getJsonDataFromDictionary(report.body.dict());
-  if (!json) throw std::runtime_error("the report has no JSON form");
-  const TrackerFields fields = context_.state.snapshot();
-  auto record = std::make_shared<const QuarnelRequestCacheData>(
-      createURLFor(context_.services, "event", fields.appleAppID, report.isEvent),
-      encodeBody(*json, fields.quarnelDevKey.value_or("")), kLibraryVersion);
-  std::function<void()> onSuccess;
-  if (report.isLaunch()) onSuccess = launchDelivered_;
-  context_.ledger.count(Tally::kBuilt);
-  ++inFlight_;
-  serverHandler_.sendRequestEventToServer(std::move(record), false, fields.appleAppID,
-                                          context_.log.isEnabled(), std::move(onSuccess));
+void ReportBuilder::settled(std::size_t size) {
+  bytesInFlight_ -= size;
+  const std::size_t left = --inFlight_;
+  // Reports that wait for room go on in groups: one at a time, each outcome would wake a thread.
+  const bool goesOn =
+      left <= limits::kMostInFlight * 3 / 4 && bytesInFlight_ <= limits::kMostInFlightBytes * 3 / 4;
+  if (goesOn && isHeld_.exchange(false)) queue_->post([this] { sendWaiting(); });
 }
 
 }  // namespace quarnel

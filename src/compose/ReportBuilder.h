@@ -5,39 +5,52 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <variant>
+#include <vector>
 
-#include "compose/AttributionFields.h"
-#include "compose/DeviceFields.h"
 #include "compose/Report.h"
-#include "compose/TrackerContext.h"
-#include "compose/UserFields.h"
-#include "installation/Counters.h"
-#include "installation/DeviceIdentity.h"
-#include "installation/InstallDates.h"
-#include "transport/QuarnelServerHandler.h"
+#include "compose/ReportGatherer.h"
+#include "installation/Ledger.h"
+#include "installation/TrackerState.h"
+#include "platform/Clock.h"
+#include "platform/Dispatcher.h"
+#include "platform/ServiceConfiguration.h"
+#include "platform/UserDefaults.h"
+#include "transport/Delivery.h"
+#include "util/DebugLog.h"
+#include "util/Mailbox.h"
 
 namespace quarnel {
 
-class SerialQueue;
-
-// Builds launch and event reports and hands them to the transport.
+// Leads launch and event reports from their hand-over to the transport. The life of a report:
 //
-// Callers may be on any thread, the application's included: a call only queues the report. Reports
-// are built one at a time, in the order of the calls, on a serial queue of the builder's own, where
-// the stores may be read and written without holding up anybody.
+//   accepted ──▶ handed over ──▶ gathered ──▶ composed ──▶ delivered
+//      └▶ not due     └▶ no developer key  └▶ abandoned   └▶ failed ──▶ cached ──▶ replayed
 //
-// While the transport has many reports without an outcome, those that follow wait unbuilt, which
-// takes less memory, and go on as outcomes come in. When very many wait they go on all the same:
-// the transport refuses what it has no room for, and the offline cache takes it.
+//   accepted     The application's call puts a request on the queue of its operation
+//   (EventTracking,
+//                LaunchTracking); nothing else happens on the application's thread.
+//   handed over  That queue calls callServerWithEventName. In one critical section the request gets
+//                everything that must be of this moment: HandOver.
+//   gathered     On the builder's queue, at once and in order, whatever the network does: the
+//                ReportGatherer makes it ReportFacts. Nothing about the report is read later.
+//   composed     When the transport has room, by number and by bytes: body, encoding and URL, pure
+//                functions of the facts. Until then the facts wait, which takes little memory.
+//   delivered    Delivery sends the record and decides by the outcome.
+//
+// The order is kept among events and among launches. Launches go first: they do not wait behind
+// events that a slow network holds back.
+//
+// Callable from any thread, unless it says otherwise.
 class ReportBuilder {
  public:
   // `launchDelivered` runs on the session's callback queue after a launch report has got through.
-  ReportBuilder(const TrackerContext& context, DeviceIdentity& identity, Counters& counters,
-                InstallDates& dates, QuarnelServerHandler& serverHandler,
-                std::function<void()> launchDelivered);
+  ReportBuilder(std::shared_ptr<SerialQueue> queue, const Clock& clock,
+                const UserDefaults& defaults, const ServiceConfiguration& services,
+                TrackerState& state, ReportGatherer& gatherer, Delivery& delivery, Ledger& ledger,
+                const DebugLog& log, std::function<void()> launchDelivered);
 
   // A launch.
   void callServerWithEventName(std::optional<std::string> eventName,
@@ -48,51 +61,52 @@ class ReportBuilder {
                                std::optional<std::string> value, bool isInAppEvent, bool isNewAPI,
                                Admission::SharedTicket ticket);
 
-  void callServerWithEventName(std::optional<std::string> eventName,
-                               std::optional<std::string> value,
-                               std::optional<Dictionary> dictionary, bool isEvent, bool isNewAPI,
-                               Admission::SharedTicket ticket);
+  // Any report. Those that are handed over together share their moment.
+  void callServerWithEventName(ReportRequest request);
+  void callServerWithEventNames(std::vector<ReportRequest> requests);
 
-  // The transport tells the outcome of a report, on any thread.
-  void exchangeEnded();
+  // Runs the task on the builder's queue, after all that was handed over before has been gathered,
+  // and before anything later is.
+  void afterGathering(Task task);
+
+  // A report that was handed to the transport has been delivered, cached or lost. `size` is what
+  // sizeOf said.
+  void settled(std::size_t size);
 
   // Reports that the transport has, without outcome.
   std::size_t inFlight() const { return inFlight_; }
 
  private:
-  void takeArrived();
-  void buildWaiting();
-  bool hasRoom() const;
-  void buildBatch();
-  void build(Report& report);
-  bool enter(Report& report);
-  void fillBody(Report& report);
-  void addReceipt(Report& report);
-  void addCounters(Report& report);
-  void addNetwork(Report& report);
-  void addDates(Report& report, const BundleFacts& bundle);
-  void handOff(const Report& report);
+  using Arrival = std::variant<HandedOver, Task>;
 
-  const TrackerContext& context_;
-  DeviceIdentity& identity_;
-  Counters& counters_;
-  InstallDates& dates_;
-  QuarnelServerHandler& serverHandler_;
-  const std::function<void()> launchDelivered_;
-  const DeviceFields deviceFields_;
-  const UserFields userFields_;
-  const AttributionFields attributionFields_;
+  std::unique_ptr<HandOver> takeHandOver(bool isLaunch);
+  std::shared_ptr<const AdAttribution> adAttribution(std::optional<Value> details) const;
+  void put(Arrival arrival);
+  void gatherArrived();
+  void gather(std::vector<HandedOver>& batch);
+  void sendWaiting();
+  std::deque<ReportFacts>* nextWithRoom();
+  void send(ReportFacts facts);
+
   const std::shared_ptr<SerialQueue> queue_;
+  const Clock& clock_;
+  const UserDefaults& defaults_;
+  const ServiceConfiguration& services_;
+  TrackerState& state_;
+  ReportGatherer& gatherer_;
+  Delivery& delivery_;
+  Ledger& ledger_;
+  const DebugLog& log_;
+  const std::function<void()> launchDelivered_;
 
-  std::mutex mutex_;  // Guards the next two.
-  std::deque<Report> arrived_;
-  bool isTaskQueued_ = false;  // One that takes what has arrived.
+  Mailbox<Arrival> arrived_;
 
   // Touched on the queue only.
-  std::deque<Report> waiting_;
-  std::optional<bool> hasWifi_;  // In this batch.
+  std::deque<ReportFacts> launches_;
+  std::deque<ReportFacts> others_;
 
   std::atomic<std::size_t> inFlight_ = 0;
+  std::atomic<std::size_t> bytesInFlight_ = 0;
   std::atomic<bool> isHeld_ = false;  // Reports wait for room.
 };
 

@@ -4,20 +4,19 @@
 #include <string_view>
 
 #include "installation/Ledger.h"
-#include "platform/DebugLog.h"
 #include "util/Admission.h"
+#include "util/DebugLog.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 
-// Takes reports from the application's calls, as long as not too many wait to be built.
+// Accepts reports from the application's calls, as long as not too many wait to be composed.
 class ReportIntake {
  public:
-  static constexpr std::size_t kMostReports = 16384;
-  static constexpr std::size_t kMostBytes = std::size_t{64} << 20;
-
   ReportIntake(const DebugLog& log, Ledger& ledger) : log_(log), ledger_(ledger) {}
 
-  // The ticket travels with the report until it is built. Null when the report is not taken.
+  // The ticket travels with the report until it is composed. nullptr when the report is not
+  // accepted.
   Admission::SharedTicket admit(std::string_view operation, std::size_t bytes) {
     auto ticket = admission_.admit(bytes);
     ledger_.count(ticket ? Tally::kAccepted : Tally::kTooManyWaiting);
@@ -30,7 +29,7 @@ class ReportIntake {
  private:
   const DebugLog& log_;
   Ledger& ledger_;
-  Admission admission_{{kMostReports, kMostBytes}};
+  Admission admission_{{limits::kMostWaiting, limits::kMostWaitingBytes}};
 };
 
 }  // namespace quarnel

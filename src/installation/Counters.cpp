@@ -1,117 +1,111 @@
 #include "installation/Counters.h"
 
-#include <algorithm>
 #include <limits>
-#include <optional>
+#include <string_view>
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/UserDefaults.h"
+#include "util/DateText.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 namespace {
 
-// A stored number beyond 32 bits is no counter of ours; it is brought into range.
-std::int32_t counterFrom(const std::optional<Value>& stored) {
-  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::clamp(storedInteger(stored), kLeast, kMost));
+std::optional<std::int32_t> optionalCounterFrom(const std::optional<Value>& stored) {
+  return stored ? std::optional(storedCounter(stored)) : std::nullopt;
 }
 
 // Stays at the largest number.
-std::int32_t sum(std::int32_t number, std::int32_t more) {
+std::int32_t next(const std::optional<std::int32_t>& number) {
   constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
-  return number < kMost - more ? number + more : kMost;
+  const std::int32_t current = number.value_or(0);
+  return current < kMost ? current + 1 : kMost;
 }
 
 }  // namespace
 
-std::int32_t Counters::increaseAndStore(std::string_view key, std::int32_t by) {
+std::vector<ReportNumbers> Counters::number(const std::vector<Numbered>& reports) {
+  std::vector<ReportNumbers> result;
   // What a second process of the application has counted meanwhile counts here too.
-  const auto increase = [by](const std::optional<Value>& stored) -> Value {
-    return sum(counterFrom(stored), by);
-  };
-  return counterFrom(context_.platform.userDefaults().modify(key, increase));
+  defaults_.update([&](UserDefaults::Edit& edit) {
+    result.clear();
+    result.reserve(reports.size());
+    auto launches = optionalCounterFrom(edit.get(keys::kCounter));
+    auto events = optionalCounterFrom(edit.get(keys::kInAppCounter));
+    double previous = storedDouble(edit.get(keys::kPreviousReport));
+    for (const Numbered& report : reports) {
+      ReportNumbers numbers;
+      numbers.launchesBefore = launches;
+      numbers.eventsBefore = events;
+      auto& counted = report.isInAppEvent ? events : launches;
+      counted = next(counted);
+      numbers.launches = launches.value_or(0);
+      numbers.events = events.value_or(0);
+      const double moment = secondsSince1970(report.moment);
+      if (previous > 0) numbers.timePassed = moment - previous;
+      previous = moment;
+      result.push_back(numbers);
+    }
+    if (launches) edit.set(keys::kCounter, *launches);
+    if (events) edit.set(keys::kInAppCounter, *events);
+    edit.set(keys::kPreviousReport, previous);
+  });
+  return result;
 }
 
-std::int32_t Counters::getCounter(bool increase) {
+void Counters::logNumbers(const ReportNumbers& numbers, bool isInAppEvent,
+                          std::optional<std::int32_t> endedSessions) const {
+  logLaunches(numbers.launchesBefore, !isInAppEvent, numbers.launches);
+  if (endedSessions) {
+    log_("-[QuarnelTracker getRealLaunchCounter]", "getRealLaunchCounter real lanunch number ",
+         *endedSessions);
+  }
+  logEvents(numbers.eventsBefore, isInAppEvent, numbers.events);
+}
+
+void Counters::logLaunches(const std::optional<std::int32_t>& before, bool increase,
+                           std::int32_t after) const {
   constexpr std::string_view kOperation = "-[QuarnelTracker getCounter:]";
-  context_.log(kOperation, "increase=", increase ? 1 : 0);
-  const UserDefaults& defaults = context_.platform.userDefaults();
-  std::int32_t number = counterFrom(defaults.get(keys::kCounter));
-  if (defaults.get(keys::kCounter)) {
-    context_.log(kOperation, "lanunch number ", number);
+  log_(kOperation, "increase=", increase ? 1 : 0);
+  if (before) {
+    log_(kOperation, "lanunch number ", *before);
   } else {
-    context_.log(kOperation, "1st lanunch");
+    log_(kOperation, "1st lanunch");
   }
-  if (increase) {
-    number = increaseAndStore(keys::kCounter, 1);
-    context_.log(kOperation, "save counter ", number);
-  }
-  return number;
+  if (increase) log_(kOperation, "save counter ", after);
 }
 
-void Counters::reserveInApp(std::size_t count) {
-  if (reserved_ > 0) return;
-  const auto more = static_cast<std::int32_t>(count);
-  context_.platform.userDefaults().modify(
-      keys::kInAppCounter, [this, more](const std::optional<Value>& stored) -> Value {
-        lastBeforeReserved_ = stored ? std::optional(counterFrom(stored)) : std::nullopt;
-        return sum(counterFrom(stored), more);
-      });
-  reserved_ = more;
-}
-
-std::optional<std::int32_t> Counters::lastInApp() const {
-  if (reserved_ > 0) return lastBeforeReserved_;
-  const auto stored = context_.platform.userDefaults().get(keys::kInAppCounter);
-  return stored ? std::optional(counterFrom(stored)) : std::nullopt;
-}
-
-std::int32_t Counters::takeInApp() {
-  if (reserved_ == 0) return increaseAndStore(keys::kInAppCounter, 1);
-  --reserved_;
-  lastBeforeReserved_ = sum(lastBeforeReserved_.value_or(0), 1);
-  return *lastBeforeReserved_;
-}
-
-std::int32_t Counters::getInAppCounter(bool increase) {
+void Counters::logEvents(const std::optional<std::int32_t>& before, bool increase,
+                         std::int32_t after) const {
   constexpr std::string_view kOperation = "-[QuarnelTracker getInAppCounter:]";
-  context_.log(kOperation, "increase=", increase ? 1 : 0);
-  const std::optional<std::int32_t> last = lastInApp();
-  if (last) {
-    context_.log(kOperation, "in-app counter ", *last);
+  log_(kOperation, "increase=", increase ? 1 : 0);
+  if (before) {
+    log_(kOperation, "in-app counter ", *before);
   } else {
-    context_.log(kOperation, "no in-app yet");
+    log_(kOperation, "no in-app yet");
   }
-  const std::int32_t number = increase ? takeInApp() : last.value_or(0);
-  context_.log(kOperation, "save in-app counter ", number);
-  return number;
+  // Written whether or not anything was increased.
+  log_(kOperation, "save in-app counter ", after);
 }
 
-std::int32_t Counters::getRealLaunchCounter() {
-  const UserDefaults& defaults = context_.platform.userDefaults();
-  const std::int32_t number = counterFrom(defaults.get(keys::kRealLaunchCounter));
-  if (defaults.get(keys::kRealLaunchCounter)) {
-    context_.log("-[QuarnelTracker getRealLaunchCounter]",
-                 "getRealLaunchCounter real lanunch number ", number);
-  }
-  return sum(number, 1);
+std::int32_t Counters::getCounter() const {
+  const auto stored = optionalCounterFrom(defaults_.get(keys::kCounter));
+  logLaunches(stored, false, stored.value_or(0));
+  return stored.value_or(0);
+}
+
+std::int32_t Counters::getRealLaunchCounter(std::optional<std::int32_t> endedSessions) {
+  return next(endedSessions);
 }
 
 void Counters::incrementRealLaunchCounter() {
-  const std::int32_t number = increaseAndStore(keys::kRealLaunchCounter, 1);
-  context_.log("-[QuarnelTracker incrementRealLaunchCounter]",
-               "incrementRealLaunchCounter real lanunch counter after increment = ", number);
-}
-
-double Counters::getTimePassedSinceLastLaunch() {
-  UserDefaults& defaults = context_.platform.userDefaults();
-  const double now = secondsSince1970(context_.platform.clock().now());
-  const double previous = storedDouble(defaults, keys::kPreviousReport);
-  const double passed = previous > 0 ? now - previous : -1.0;
-  defaults.set(keys::kPreviousReport, now);
-  return passed;
+  std::int32_t number = 0;
+  defaults_.updateWithin(limits::kSessionCommit, [&number](UserDefaults::Edit& edit) {
+    number = next(optionalCounterFrom(edit.get(keys::kRealLaunchCounter)));
+    edit.set(keys::kRealLaunchCounter, number);
+  });
+  log_("-[QuarnelTracker incrementRealLaunchCounter]",
+       "incrementRealLaunchCounter real lanunch counter after increment = ", number);
 }
 
 }  // namespace quarnel

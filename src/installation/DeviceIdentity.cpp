@@ -6,11 +6,7 @@
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/DeviceFacts.h"
-#include "platform/Dispatcher.h"
-#include "platform/FileSystem.h"
-#include "platform/Random.h"
-#include "platform/UserDefaults.h"
+#include "util/DateText.h"
 #include "util/Text.h"
 
 namespace quarnel {
@@ -27,18 +23,20 @@ Bytes toBytes(const std::string& text) { return {text.begin(), text.end()}; }
 }  // namespace
 
 std::string DeviceIdentity::getQuarnelUID() {
-  UserDefaults& defaults = context_.platform.userDefaults();
   std::lock_guard lock(mutex_);
-  if (const auto stored = storedText(defaults, keys::kUserId); stored && !stored->empty()) {
+  if (const auto stored = storedText(defaults_, keys::kUserId); stored && !stored->empty()) {
     return *stored;
   }
   std::string identifier = generateQuarnelId();
-  const Value kept = defaults.modify(keys::kUserId, [&](const std::optional<Value>& stored) {
+  std::string kept;
+  defaults_.update([&](UserDefaults::Edit& edit) {
+    const auto stored = edit.get(keys::kUserId);
     const bool isMade = stored && stored->text() != nullptr && !stored->text()->empty();
-    return isMade ? *stored : Value(identifier);
+    kept = isMade ? *stored->text() : identifier;
+    if (!isMade) edit.set(keys::kUserId, identifier);
   });
   // A second process of the application was quicker.
-  if (*kept.text() != identifier) return validUtf8(*kept.text());
+  if (kept != identifier) return validUtf8(kept);
   if (!getKeychainData()) scheduleKeychainWrite(identifier);
   return identifier;
 }
@@ -46,27 +44,25 @@ std::string DeviceIdentity::getQuarnelUID() {
 // Local time as if it were UTC, in milliseconds, and a random number from 1 on.
 std::string DeviceIdentity::generateQuarnelId() const {
   const std::optional<Date> installed = installDate();
-  const Clock& clock = context_.platform.clock();
   const double seconds = (installed ? secondsSince1970(*installed) : 0.0) +
-                         static_cast<double>(clock.utcOffset(clock.now()).count());
+                         static_cast<double>(clock_.utcOffset(clock_.now()).count());
   std::string milliseconds = fixed(seconds * 1000.0, 0);
   std::erase(milliseconds, '.');
-  return milliseconds + "-" + std::to_string(context_.platform.random().uniform(kRandomBound) + 1);
+  return milliseconds + "-" + std::to_string(random_.uniform(kRandomBound) + 1);
 }
 
 std::optional<Date> DeviceIdentity::installDate() const {
-  FileSystem& files = context_.platform.fileSystem();
-  return files.creationDate(files.libraryDirectory());
+  return files_.creationDate(files_.libraryDirectory());
 }
 
 bool DeviceIdentity::getKeychainData() {
-  keychain_ = std::make_shared<QuarnelKeychainWrapper>(
-      context_.platform.keychain(), context_.services.keychainPrefix + ".sdk", std::nullopt);
+  keychain_ =
+      std::make_shared<QuarnelKeychainWrapper>(store_, names_.keychainService, std::nullopt);
   const std::optional<Bytes> stored = keychain_->getObject(kKeychainId);
   if (!stored) return false;
   const std::string original(stored->begin(), stored->end());
   if (!isValidUtf8(original)) return false;
-  context_.platform.userDefaults().set(keys::kOriginalUserId, original);
+  defaults_.set(keys::kOriginalUserId, original);
   countReinstallation(*keychain_);
   return true;
 }
@@ -74,19 +70,18 @@ bool DeviceIdentity::getKeychainData() {
 void DeviceIdentity::countReinstallation(QuarnelKeychainWrapper& keychain) {
   std::int64_t counter = 1;
   if (const std::optional<Bytes> stored = keychain.getObject(kKeychainCounter)) {
-    const std::int64_t previous = integerValue(std::string(stored->begin(), stored->end()));
+    const std::string text(stored->begin(), stored->end());
+    const std::int64_t previous = isValidUtf8(text) ? integerValue(text) : 0;
     counter = previous < INT64_MAX ? previous + 1 : previous;
   }
-  UserDefaults& defaults = context_.platform.userDefaults();
-  defaults.set(keys::kReinstallCounter, counter);
-  defaults.synchronize();
+  defaults_.set(keys::kReinstallCounter, counter);
+  defaults_.synchronize();
   const Bytes text = toBytes(std::to_string(counter));
   if (!keychain.setObject(kKeychainCounter, text)) keychain.update(kKeychainCounter, text);
 }
 
 void DeviceIdentity::scheduleKeychainWrite(std::string identifier) {
-  const auto queue =
-      context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
+  const auto queue = dispatcher_.makeSerialQueue(names_.queueLabel);
   queue->postAfter(kKeychainWriteDelay, [this, identifier = std::move(identifier)] {
     std::shared_ptr<QuarnelKeychainWrapper> keychain;
     {
@@ -97,24 +92,23 @@ void DeviceIdentity::scheduleKeychainWrite(std::string identifier) {
   });
 }
 
-std::optional<std::string> DeviceIdentity::getDevicePaltform() const {
-  std::optional<std::string> machine = context_.platform.device().currentDevice().hardwareMachine;
-  if (machine) std::replace(machine->begin(), machine->end(), ',', ';');
-  return machine;
+std::optional<std::string> DeviceIdentity::getDevicePaltform(
+    std::optional<std::string> hardwareMachine) {
+  if (hardwareMachine) std::replace(hardwareMachine->begin(), hardwareMachine->end(), ',', ';');
+  return hardwareMachine;
 }
 
-void DeviceIdentity::validateAppID() const {
+void DeviceIdentity::validateAppID(const std::optional<std::string>& appleAppID) const {
   constexpr std::string_view kOperation = "-[QuarnelTracker validateAppID]";
-  const std::optional<std::string> appID = context_.state.get(&TrackerFields::appleAppID);
-  if (!appID) {
-    context_.log(kOperation, "Quarnel Error: appleAppID is missing!");
+  if (!appleAppID) {
+    log_(kOperation, "Quarnel Error: appleAppID is missing!");
     return;
   }
   const bool isNumber =
-      !appID->empty() && appID->find_first_not_of("0123456789") == std::string::npos;
+      !appleAppID->empty() && appleAppID->find_first_not_of("0123456789") == std::string::npos;
   if (isNumber) return;
-  context_.log(kOperation, "Quarnel Error: appleAppID should be a number!");
-  context_.log(kOperation, "appleAppID: '", appID, "'");
+  log_(kOperation, "Quarnel Error: appleAppID should be a number!");
+  log_(kOperation, "appleAppID: '", appleAppID, "'");
 }
 
 }  // namespace quarnel

@@ -4,9 +4,16 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
-#include "compose/TrackerContext.h"
 #include "installation/QuarnelKeychainWrapper.h"
+#include "platform/Clock.h"
+#include "platform/Dispatcher.h"
+#include "platform/FileSystem.h"
+#include "platform/Keychain.h"
+#include "platform/Random.h"
+#include "platform/UserDefaults.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
@@ -17,17 +24,33 @@ namespace quarnel {
 // reinstallation, which is counted.
 class DeviceIdentity {
  public:
-  explicit DeviceIdentity(const TrackerContext& context) : context_(context) {}
+  // Labels and services are made of the vendor's prefixes.
+  struct Names {
+    std::string keychainService;
+    std::string queueLabel;
+  };
+
+  DeviceIdentity(UserDefaults& defaults, Keychain& keychain, const FileSystem& files,
+                 const Clock& clock, Random& random, Dispatcher& dispatcher, Names names,
+                 const DebugLog& log)
+      : defaults_(defaults),
+        store_(keychain),
+        files_(files),
+        clock_(clock),
+        random_(random),
+        dispatcher_(dispatcher),
+        names_(std::move(names)),
+        log_(log) {}
 
   // Never empty. Callable from any thread; simultaneous first calls, in this
   // process or another one of the application, get the same identifier.
   std::string getQuarnelUID();
 
   // The kernel's name of the hardware with ";" for ",".
-  std::optional<std::string> getDevicePaltform() const;
+  static std::optional<std::string> getDevicePaltform(std::optional<std::string> hardwareMachine);
 
-  // Logs what is wrong with the app ID; stops nothing.
-  void validateAppID() const;
+  // Logs what is wrong with an app ID; stops nothing.
+  void validateAppID(const std::optional<std::string>& appleAppID) const;
 
  private:
   std::string generateQuarnelId() const;
@@ -36,7 +59,14 @@ class DeviceIdentity {
   void countReinstallation(QuarnelKeychainWrapper& keychain);
   void scheduleKeychainWrite(std::string identifier);
 
-  const TrackerContext& context_;
+  UserDefaults& defaults_;
+  Keychain& store_;
+  const FileSystem& files_;
+  const Clock& clock_;
+  Random& random_;
+  Dispatcher& dispatcher_;
+  const Names names_;
+  const DebugLog& log_;
   std::mutex mutex_;  // Guards the making of the identifier and the field below.
   std::shared_ptr<QuarnelKeychainWrapper> keychain_;
 };

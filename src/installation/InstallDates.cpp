@@ -4,34 +4,30 @@
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/FileSystem.h"
-#include "platform/UserDefaults.h"
 
 namespace quarnel {
+
 std::optional<std::string> InstallDates::getInstallDate(const DateFormatter& formatter) {
-  UserDefaults& defaults = context_.platform.userDefaults();
-  if (auto stored = storedText(defaults, keys::kInstallDate)) return stored;
-  context_.log("-[QuarnelTracker getInstallDate:]", "first installDate detected");
-  FileSystem& files = context_.platform.fileSystem();
-  auto date = formatter.string(files.creationDate(files.libraryDirectory()));
-  storeText(defaults, keys::kInstallDate, date);
+  if (auto stored = storedText(defaults_, keys::kInstallDate)) return stored;
+  log_("-[QuarnelTracker getInstallDate:]", "first installDate detected");
+  auto date = formatter.string(files_.creationDate(files_.libraryDirectory()));
+  storeText(defaults_, keys::kInstallDate, date);
   return date;
 }
 
-std::string InstallDates::getFirstLanuchDate(const DateFormatter& formatter) {
+std::string InstallDates::getFirstLanuchDate(const DateFormatter& formatter, Date now) {
   constexpr std::string_view kOperation = "-[QuarnelTracker getFirstLanuchDate:]";
-  UserDefaults& defaults = context_.platform.userDefaults();
-  std::optional<std::string> date = storedText(defaults, keys::kFirstLaunchDate);
+  std::optional<std::string> date = storedText(defaults_, keys::kFirstLaunchDate);
   if (!date) {
     date = "";
-    if (counters_.getCounter(false) < 2) {
-      context_.log(kOperation, "first launch detected");
-      date = formatter.string(context_.platform.clock().now());
+    if (counters_.getCounter() < 2) {
+      log_(kOperation, "first launch detected");
+      date = formatter.string(now);
     }
-    storeText(defaults, keys::kFirstLaunchDate, date);
-    defaults.synchronize();
+    storeText(defaults_, keys::kFirstLaunchDate, date);
+    defaults_.synchronize();
   }
-  context_.log(kOperation, "first launch date: ", date);
+  log_(kOperation, "first launch date: ", date);
   return *date;
 }
 
@@ -40,17 +36,16 @@ std::optional<std::string> InstallDates::getVersionUpdateDate(
     const std::optional<std::string>& currentUpdateDate) {
   constexpr std::string_view kOperation =
       "-[QuarnelTracker getVersionUpdateDate:currentUpdateDate:]";
-  UserDefaults& defaults = context_.platform.userDefaults();
-  const std::optional<std::string> savedVersion = storedText(defaults, keys::kLastVersion);
-  context_.log(kOperation, "saved version: ", savedVersion);
+  const std::optional<std::string> savedVersion = storedText(defaults_, keys::kLastVersion);
+  log_(kOperation, "saved version: ", savedVersion);
   if (savedVersion && savedVersion == currentVersion) {
-    context_.log(kOperation, "use date3 from storage");
-    return storedText(defaults, keys::kUpdateDate);
+    log_(kOperation, "use date3 from storage");
+    return storedText(defaults_, keys::kUpdateDate);
   }
-  context_.log(kOperation, "new version detected");
-  storeText(defaults, keys::kLastVersion, currentVersion);
-  storeText(defaults, keys::kUpdateDate, currentUpdateDate);
-  defaults.remove(keys::kConversionRetries);
+  log_(kOperation, "new version detected");
+  storeText(defaults_, keys::kLastVersion, currentVersion);
+  storeText(defaults_, keys::kUpdateDate, currentUpdateDate);
+  defaults_.remove(keys::kConversionRetries);
   return currentUpdateDate;
 }
 

@@ -3,9 +3,11 @@
 #include <optional>
 #include <string>
 
-#include "compose/TrackerContext.h"
 #include "installation/Counters.h"
-#include "platform/DateFormatter.h"
+#include "platform/FileSystem.h"
+#include "platform/UserDefaults.h"
+#include "util/DateFormatter.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
@@ -13,14 +15,15 @@ namespace quarnel {
 // is taken once and then kept.
 class InstallDates {
  public:
-  InstallDates(const TrackerContext& context, Counters& counters)
-      : context_(context), counters_(counters) {}
+  InstallDates(UserDefaults& defaults, const FileSystem& files, const Counters& counters,
+               const DebugLog& log)
+      : defaults_(defaults), files_(files), counters_(counters), log_(log) {}
 
   // Absent while the date cannot be read; the next call tries again.
   std::optional<std::string> getInstallDate(const DateFormatter& formatter);
 
-  // The empty text when the first launch passed unseen.
-  std::string getFirstLanuchDate(const DateFormatter& formatter);
+  // `now` for the first report; the empty text when the first launch passed unseen.
+  std::string getFirstLanuchDate(const DateFormatter& formatter, Date now);
 
   // The update date that was current when this version was first seen. A new version also starts
   // the retries of conversion data afresh.
@@ -29,8 +32,10 @@ class InstallDates {
       const std::optional<std::string>& currentUpdateDate);
 
  private:
-  const TrackerContext& context_;
-  Counters& counters_;
+  UserDefaults& defaults_;
+  const FileSystem& files_;
+  const Counters& counters_;
+  const DebugLog& log_;
 };
 
 }  // namespace quarnel

@@ -1,7 +1,9 @@
 #include "installation/StoredValues.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "util/Json.h"
 #include "util/Text.h"
@@ -48,11 +50,21 @@ std::int64_t storedInteger(const UserDefaults& defaults, std::string_view key) {
   return storedInteger(defaults.get(key));
 }
 
-double storedDouble(const UserDefaults& defaults, std::string_view key) {
-  const Value value = defaults.get(key).value_or(Value());
+std::int32_t storedCounter(const std::optional<Value>& stored) {
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::clamp(storedInteger(stored), kLeast, kMost));
+}
+
+double storedDouble(const std::optional<Value>& stored) {
+  const Value value = stored.value_or(Value());
   if (const auto* number = value.number()) return *number;
   if (const auto* text = value.text()) return decimalValue(*text);
   return static_cast<double>(toInteger(value));
+}
+
+double storedDouble(const UserDefaults& defaults, std::string_view key) {
+  return storedDouble(defaults.get(key));
 }
 
 bool storedBoolean(const UserDefaults& defaults, std::string_view key) {

@@ -1,44 +1,32 @@
 #pragma once
 
-#include <QuarnelTvOsLib/QuarnelTrackerDelegate.h>
 #include <QuarnelTvOsLib/Value.h>
 
-#include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "installation/Settings.h"
+
 namespace quarnel {
 
-// What the tracker's operations share. The debug flag is not here: it belongs to the DebugLog.
-struct TrackerFields {
-  // Configuration, set by the application.
-  std::optional<std::string> customerUserID;
-  std::optional<Value> customData;  // A dictionary.
-  std::optional<std::string> quarnelDevKey;
-  std::optional<std::string> appleAppID;
-  std::optional<std::string> currencyCode;
-  bool disableAppleAdSupportTracking = false;
-  bool shouldCollectDeviceName = true;
-  bool deviceTrackingDisabled = false;
-  bool disableIAdTracking = false;
-  bool useReceiptValidationSandbox = false;
-  QuarnelTrackerDelegate* delegate = nullptr;
-  std::optional<Value> userEmails;  // An array.
-  std::int32_t emailCryptType = 0;
-
-  // Taken once at start.
-  std::string platfromDevName;
-
-  // Recorded by links, activities, pushes and launch notifications; taken by the next launch
-  // report.
+// What was recorded since the last launch report, which takes it.
+struct PendingLaunch {
   std::optional<std::string> deeplink;
   std::optional<std::string> sourceApplication;
   std::optional<Value> pushPayload;
-  std::optional<Value> referralURL;  // No report carries it.
+};
 
-  // Written as the application comes and goes, and as reports are built.
+// What the tracker's operations share. The debug flag belongs to the DebugLog, the delegate to the
+// DelegateSlot: both are read at each line and each call.
+struct TrackerFields {
+  std::shared_ptr<const Settings> settings = std::make_shared<const Settings>();
+
+  PendingLaunch pending;
+  std::optional<Value> referralURL;  // Recorded; no report carries it.
+
   std::optional<Date> lastLaunchTime;
   std::optional<Date> timeWentToBG;
   bool didCollectIAdData = false;
@@ -46,32 +34,42 @@ struct TrackerFields {
   std::optional<std::string> advertiserId;
 };
 
-// The fields under their one mutex, which is never held while calling out of the library. Copying
-// fields is cheap: large content is shared.
+// The fields under their one mutex, which is never held while calling out of the library. Callable
+// from any thread.
 class TrackerState {
  public:
-  TrackerFields snapshot() const {
-    std::lock_guard lock(mutex_);
-    return fields_;
+  // The settings of this moment.
+  std::shared_ptr<const Settings> settings() const {
+    const std::lock_guard lock(mutex_);
+    return fields_.settings;
+  }
+
+  // Makes a new snapshot, changed by `change`, the settings of all that follows.
+  template <typename Change>
+  void changeSettings(const Change& change) {
+    const std::lock_guard lock(mutex_);
+    auto changed = std::make_shared<Settings>(*fields_.settings);
+    change(*changed);
+    fields_.settings = std::move(changed);
   }
 
   // Runs a short function on the fields and returns what it returns. The function must not call
   // out.
   template <typename Function>
-  auto with(Function&& function) {
-    std::lock_guard lock(mutex_);
-    return std::forward<Function>(function)(fields_);
+  auto update(const Function& function) {
+    const std::lock_guard lock(mutex_);
+    return function(fields_);
   }
 
   template <typename T>
   T get(T TrackerFields::*member) const {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return fields_.*member;
   }
 
   template <typename T>
   void set(T TrackerFields::*member, T value) {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     std::swap(fields_.*member, value);  // The old content dies with the argument.
   }
 

@@ -7,7 +7,7 @@
 
 namespace quarnel {
 
-// What the device tells of itself; absent where it does not tell.
+// Device properties; nullopt if unavailable.
 struct DeviceFacts {
   std::optional<std::string> name;
   std::optional<std::string> systemName;
@@ -19,9 +19,11 @@ struct DeviceFacts {
   bool isMultitaskingSupported = true;
   std::vector<std::string> preferredLanguages;
   std::optional<std::string> countryCode;
+
+  friend bool operator==(const DeviceFacts&, const DeviceFacts&) = default;
 };
 
-// What the application's bundle tells.
+// Properties of the application's bundle.
 struct BundleFacts {
   std::optional<std::string> bundleIdentifier;
   bool hasInfoDictionary = false;  // Whether there is a main bundle with the three below.
@@ -29,6 +31,8 @@ struct BundleFacts {
   std::optional<std::string> displayName;
   std::optional<std::string> shortVersion;
   std::optional<std::string> appStoreReceiptPath;
+
+  friend bool operator==(const BundleFacts&, const BundleFacts&) = default;
 };
 
 // Device and application facts. Cheap enough to ask for every report, apart from the first time;

@@ -44,6 +44,10 @@ class FileSystem {
   };
   virtual WriteResult writeNewFile(const std::string& path, const std::string& content) = 0;
 
+  // Moves a file within one file system; an existing one is not replaced. Absent on success, else
+  // why not.
+  virtual std::optional<std::string> move(const std::string& from, const std::string& to) = 0;
+
   // Removes a file. Absent on success, else why not.
   virtual std::optional<std::string> remove(const std::string& path) = 0;
 };

@@ -9,33 +9,23 @@
 
 namespace quarnel {
 
-// The advertising-identifier service.
-class AdvertisingIdentifier {
+// What only the host application or its process can offer. Each service may be absent. Callable
+// from any thread.
+class HostServices {
  public:
-  virtual ~AdvertisingIdentifier() = default;
-  // Absent when the platform has no such service. Callable from any thread.
-  virtual std::optional<AdvertisingIdentity> current() const = 0;
-};
+  virtual ~HostServices() = default;
 
-// Looks up the platform's ad client.
-class AdClientLookup {
- public:
-  virtual ~AdClientLookup() = default;
-  // Null when there is none.
-  virtual std::shared_ptr<AdClient> sharedClient() const = 0;
-};
+  // The advertising identifier and the user's choice; absent without such a service.
+  virtual std::optional<AdvertisingIdentity> advertisingIdentity() const = 0;
 
-// Whether a class of that name exists in this process.
-class ClassLookup {
- public:
-  virtual ~ClassLookup() = default;
+  // The platform's ad client, or nullptr.
+  virtual std::shared_ptr<AdClient> sharedAdClient() const = 0;
+
+  // Whether a class of that name exists in this process.
   virtual bool classExists(std::string_view name) const = 0;
-};
 
-class CloudIdentity {
- public:
-  virtual ~CloudIdentity() = default;
-  virtual bool hasIdentityToken() const = 0;
+  // Whether the user has a cloud identity.
+  virtual bool hasCloudIdentity() const = 0;
 };
 
 }  // namespace quarnel

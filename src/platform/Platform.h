@@ -4,15 +4,12 @@
 
 namespace quarnel {
 
-class AdClientLookup;
-class AdvertisingIdentifier;
-class ClassLookup;
 class Clock;
-class CloudIdentity;
 class CounterStore;
 class Device;
 class Dispatcher;
 class FileSystem;
+class HostServices;
 class Keychain;
 class LogSink;
 class Network;
@@ -34,14 +31,14 @@ class Platform {
   virtual Device& device() = 0;
   virtual FileSystem& fileSystem() = 0;
   virtual NetworkInterfaces& networkInterfaces() = 0;
-  virtual AdvertisingIdentifier& advertisingIdentifier() = 0;
-  virtual AdClientLookup& adClientLookup() = 0;
+  virtual HostServices& hostServices() = 0;
   virtual NotificationCenter& notificationCenter() = 0;
   virtual LogSink& logSink() = 0;
   virtual Random& random() = 0;
-  virtual ClassLookup& classLookup() = 0;
-  virtual CloudIdentity& cloudIdentity() = 0;
   virtual CounterStore& counterStore() = 0;
+
+  // Whether lines of the adapter's own are written; off at first.
+  virtual void setDebugMode(bool enabled) = 0;
 
   // Waits until nothing is queued, delayed or in flight; false when the timeout came first.
   virtual bool drain(std::chrono::milliseconds timeout) = 0;

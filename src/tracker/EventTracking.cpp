@@ -4,13 +4,13 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Dispatcher.h"
 #include "util/ApproximateSize.h"
-#include "util/Json.h"
-#include "util/Text.h"
 
 namespace quarnel {
 namespace {
+
+constexpr std::string_view kWithValue = "-[QuarnelTracker trackEvent:withValue:]";
+constexpr std::string_view kWithValues = "-[QuarnelTracker trackEvent:withValues:]";
 
 constexpr std::chrono::milliseconds kHandOverDelay{1};
 
@@ -20,57 +20,52 @@ bool looksLikeRevenue(const std::string& value) {
 
 std::size_t sizeOf(const std::optional<std::string>& text) { return text ? text->size() : 0; }
 
-// The values as JSON, escaped for a URL, its commas too. Absent when they have no JSON form.
-std::optional<std::string> valueText(const std::optional<Dictionary>& values) {
-  if (!values) return "null";
-  const std::optional<std::string> json = writeJson(*values);
-  if (!json) return std::nullopt;
-  const std::string escaped = escapeForUrl(*json);
-  std::string text;
-  text.reserve(escaped.size() + escaped.size() / 16);
-  for (const char c : escaped) {
-    if (c == ',') {
-      text += "%2C";
-    } else {
-      text += c;
-    }
-  }
-  return text;
-}
-
 }  // namespace
-
-EventTracking::EventTracking(const TrackerContext& context, ReportIntake& intake,
-                             ReportBuilder& builder, std::shared_ptr<SerialQueue> workQueue)
-    : context_(context), intake_(intake), builder_(builder), workQueue_(std::move(workQueue)) {}
 
 void EventTracking::trackEventWithValue(std::optional<std::string> eventName,
                                         std::optional<std::string> value) {
   // The test serves the log line alone.
-  if (context_.log.isEnabled() && value && looksLikeRevenue(*value)) {
-    context_.log("-[QuarnelTracker trackEvent:withValue:]", "Quarnel: numeric value '", value,
-                 "' for event '", eventName, "' will be categorized as a revenue event.");
+  if (log_.isEnabled() && value && looksLikeRevenue(*value)) {
+    log_(kWithValue, "Quarnel: numeric value '", value, "' for event '", eventName,
+         "' will be categorized as a revenue event.");
   }
-  auto ticket =
-      intake_.admit("-[QuarnelTracker trackEvent:withValue:]", sizeOf(eventName) + sizeOf(value));
-  if (!ticket) return;
-  context_.platform.dispatcher().mainQueue().postAfter(
-      kHandOverDelay, [this, eventName = std::move(eventName), value = std::move(value),
-                       ticket = std::move(ticket)]() mutable {
-        builder_.callServerWithEventName(std::move(eventName), std::move(value), true, false,
-                                         std::move(ticket));
-      });
+  ReportRequest request;
+  request.ticket = intake_.admit(kWithValue, sizeOf(eventName) + sizeOf(value));
+  if (!request.ticket) return;
+  request.eventName = std::move(eventName);
+  request.value = std::move(value);
+  request.isEvent = true;
+  // Queue and list agree on the order, as the task is posted under the lock.
+  const std::lock_guard lock(mutex_);
+  withValue_.push_back(std::move(request));
+  try {
+    mainQueue_.postAfter(kHandOverDelay, [this] { handOverOne(); });
+  } catch (...) {
+    withValue_.pop_back();
+    throw;
+  }
+}
+
+void EventTracking::handOverOne() {
+  std::unique_lock lock(mutex_);
+  ReportRequest request = std::move(withValue_.front());
+  withValue_.pop_front();
+  lock.unlock();
+  builder_.callServerWithEventName(std::move(request));
 }
 
 void EventTracking::trackEventWithValues(std::optional<std::string> eventName,
                                          std::optional<Dictionary> values) {
-  auto ticket = intake_.admit("-[QuarnelTracker trackEvent:withValues:]",
-                              sizeOf(eventName) + (values ? approximateSize(*values) : 0));
-  if (!ticket) return;
-  workQueue_->post([this, eventName = std::move(eventName), values = std::move(values),
-                    ticket = std::move(ticket)]() mutable {
-    builder_.callServerWithEventName(std::move(eventName), valueText(values), std::nullopt, true,
-                                     true, std::move(ticket));
+  ReportRequest request;
+  request.ticket =
+      intake_.admit(kWithValues, sizeOf(eventName) + (values ? approximateSize(*values) : 0));
+  if (!request.ticket) return;
+  request.eventName = std::move(eventName);
+  request.values = std::move(values);
+  request.isEvent = true;
+  request.isNewAPI = true;
+  withValues_.put(std::move(request), [this] {
+    workQueue_->post([this] { builder_.callServerWithEventNames(withValues_.takeAll()); });
   });
 }
 

@@ -5,10 +5,8 @@
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/CallOut.h"
-#include "platform/Dispatcher.h"
-#include "platform/HostServices.h"
-#include "platform/UserDefaults.h"
+#include "util/CallOut.h"
+#include "util/DateText.h"
 #include "util/Json.h"
 #include "util/Text.h"
 
@@ -27,34 +25,37 @@ std::optional<std::string> launchName() { return std::string(kLaunchEventName); 
 }  // namespace
 
 void LaunchTracking::trackAppLaunch() {
-  context_.log(kOperation, "Launch");
+  log_(kOperation, "Launch");
   auto ticket = intake_.admit(kOperation, 0);
   if (!ticket) return;
-  context_.state.set(&TrackerFields::didCollectIAdData, false);
+  state_.set(&TrackerFields::didCollectIAdData, false);
   askAdClient();
-  const auto queue =
-      context_.platform.dispatcher().makeSerialQueue(context_.services.shortVendorPrefix + ".sdk");
+  const auto queue = dispatcher_.makeSerialQueue(services_.shortVendorPrefix + ".sdk");
   queue->postAfter(kLaunchDelay, [this, ticket = std::move(ticket)]() mutable {
     sendLaunchToServer(std::move(ticket));
   });
 }
 
 void LaunchTracking::askAdClient() {
-  if (context_.state.get(&TrackerFields::disableIAdTracking)) return;
-  const std::shared_ptr<AdClient> client = context_.platform.adClientLookup().sharedClient();
+  if (state_.settings()->disableIAdTracking) return;
+  const std::shared_ptr<AdClient> client = hostServices_.sharedAdClient();
   // The store is asked last: where there is no ad client, the caller's thread stays off the disk.
-  if (!client || storedBoolean(context_.platform.userDefaults(), keys::kAdAttribution)) return;
-  context_.log(kOperation, "AdClient supported");
-  callOut(context_.log, kOperation, [&] { ask(*client); });
+  if (!client || storedBoolean(defaults_, keys::kAdAttribution)) return;
+  log_(kOperation, "AdClient supported");
+  // Each question by itself: one that throws does not silence the other.
+  callOut(log_, kOperation, [&] { askForDetails(*client); });
+  callOut(log_, kOperation, [&] { askForAttribution(*client); });
 }
 
-void LaunchTracking::ask(const AdClient& client) {
-  if (client.requestAttributionDetailsWithBlock) {
-    client.requestAttributionDetailsWithBlock(
-        [this](const std::optional<Dictionary>& details, const std::optional<Error>& error) {
-          receiveDetails(details, error.has_value());
-        });
-  }
+void LaunchTracking::askForDetails(const AdClient& client) {
+  if (!client.requestAttributionDetailsWithBlock) return;
+  client.requestAttributionDetailsWithBlock(
+      [this](const std::optional<Dictionary>& details, const std::optional<Error>& error) {
+        receiveDetails(details, error.has_value());
+      });
+}
+
+void LaunchTracking::askForAttribution(const AdClient& client) {
   if (client.lookupAdConversionDetails) {
     client.lookupAdConversionDetails(
         [this](std::optional<Date> purchaseDate, std::optional<Date> impressionDate) {
@@ -69,38 +70,35 @@ void LaunchTracking::ask(const AdClient& client) {
 void LaunchTracking::receiveDetails(const std::optional<Dictionary>& details, bool failed) {
   if (failed || !details) return;
   const Value copy(*details);
-  context_.state.set(&TrackerFields::iADV3data, std::optional(copy));
-  if (context_.log.isEnabled()) context_.log(kCallback, "attribution by iAD: ", describe(copy));
+  state_.set(&TrackerFields::iADV3data, std::optional(copy));
+  if (log_.isEnabled()) log_(kCallback, "attribution by iAD: ", describe(copy));
 }
 
 void LaunchTracking::receiveDates(std::optional<Date> purchaseDate,
                                   std::optional<Date> impressionDate) {
-  UserDefaults& defaults = context_.platform.userDefaults();
   const bool attributed = purchaseDate && impressionDate;
-  defaults.set(keys::kAdAttribution, attributed);
+  defaults_.set(keys::kAdAttribution, attributed);
   if (attributed) {
-    const DateFormatter formatter = context_.utils.getDateFormatter();
-    defaults.set(keys::kAdPurchaseDate, formatter.string(*purchaseDate));
-    defaults.set(keys::kAdImpressionDate, formatter.string(*impressionDate));
-    if (context_.state.get(&TrackerFields::didCollectIAdData)) {
+    const DateFormatter formatter = utils_.getDateFormatter();
+    defaults_.set(keys::kAdPurchaseDate, formatter.string(*purchaseDate));
+    defaults_.set(keys::kAdImpressionDate, formatter.string(*impressionDate));
+    if (state_.get(&TrackerFields::didCollectIAdData)) {
       reportLaunchAgain();
-      context_.log(kCallback,
-                   "attribution details by iAD: impression: ", describeDate(*impressionDate),
-                   "\tpurchase", describeDate(*purchaseDate));
-      context_.log(kCallback, "Got iAd attribution data after first launch");
+      log_(kCallback, "attribution details by iAD: impression: ", describeDate(*impressionDate),
+           "\tpurchase", describeDate(*purchaseDate));
+      log_(kCallback, "Got iAd attribution data after first launch");
     }
   }
-  defaults.synchronize();
+  defaults_.synchronize();
 }
 
 void LaunchTracking::receiveAttributed(bool attributed) {
-  UserDefaults& defaults = context_.platform.userDefaults();
-  defaults.set(keys::kAdAttribution, attributed);
-  defaults.synchronize();
-  if (!attributed || !context_.state.get(&TrackerFields::didCollectIAdData)) return;
+  defaults_.set(keys::kAdAttribution, attributed);
+  defaults_.synchronize();
+  if (!attributed || !state_.get(&TrackerFields::didCollectIAdData)) return;
   reportLaunchAgain();
-  context_.log(kCallback, "attribution by iAD: ", 1);
-  context_.log(kCallback, "Got iAd attribution after first launch");
+  log_(kCallback, "attribution by iAD: ", 1);
+  log_(kCallback, "Got iAd attribution after first launch");
 }
 
 void LaunchTracking::reportLaunchAgain() {
@@ -110,13 +108,13 @@ void LaunchTracking::reportLaunchAgain() {
 }
 
 void LaunchTracking::sendLaunchToServer(Admission::SharedTicket ticket) {
-  const std::optional<Date> leftAt = context_.state.get(&TrackerFields::timeWentToBG);
+  const std::optional<Date> leftAt = state_.get(&TrackerFields::timeWentToBG);
   if (leftAt) {
-    const auto absence = context_.platform.clock().now() - *leftAt;
+    const auto absence = clock_.now() - *leftAt;
     if (absence <= kShortAbsence) {
-      context_.ledger.count(Tally::kNotDue);
-      context_.log("-[QuarnelTracker sendLaunchToServer]", "Time from launch ",
-                   fixed(std::chrono::duration<double>(absence).count(), 6));
+      ledger_.count(Tally::kNotDue);
+      log_("-[QuarnelTracker sendLaunchToServer]", "Time from launch ",
+           fixed(std::chrono::duration<double>(absence).count(), 6));
       return;
     }
   }

@@ -2,17 +2,16 @@
 
 #include <QuarnelTvOsLib/Notifications.h>
 
+#include <chrono>
 #include <exception>
 #include <string_view>
 #include <utility>
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
-#include "platform/DeviceFacts.h"
-#include "platform/Dispatcher.h"
-#include "platform/NotificationCenter.h"
-#include "platform/SystemVersion.h"
+#include "util/SystemVersion.h"
 #include "util/Text.h"
+#include "util/Version.h"
 
 namespace quarnel {
 namespace {
@@ -26,18 +25,9 @@ std::optional<std::string> textEntry(const Value& userInfo, std::string_view key
 
 }  // namespace
 
-Lifecycle::Lifecycle(const TrackerContext& context, Counters& counters, DeviceIdentity& identity,
-                     StatSession& statSession)
-    : context_(context),
-      counters_(counters),
-      identity_(identity),
-      statSession_(statSession),
-      queue_(context.platform.dispatcher().makeSerialQueue(context.services.vendorPrefix +
-                                                           ".QuarnelStatistics")) {}
-
 void Lifecycle::start() {
-  context_.log.always("Quarnel SDK version " + std::string(kLibraryVersion) + " started build");
-  if (!context_.platform.device().isMultitaskingSupported()) return;
+  log_.always("Quarnel SDK version " + std::string(kLibraryVersion) + " started build");
+  if (!device_.isMultitaskingSupported()) return;
   observe(UIApplicationDidEnterBackgroundNotification,
           [this](const Value&) { handleEnteredBackground(); });
   observe(UIApplicationDidFinishLaunchingNotification,
@@ -53,81 +43,83 @@ void Lifecycle::observe(std::string_view notification,
     try {
       handler(userInfo);
     } catch (const std::exception& exception) {
-      context_.log("postNotification", notification, " is not handled: ", exception.what());
+      log_("postNotification", notification, " is not handled: ", exception.what());
     }
   };
-  context_.platform.notificationCenter().addObserver(notification, guarded);
+  notifications_.addObserver(notification, guarded);
 }
 
 void Lifecycle::handleDidFinishLaunch(const Value& userInfo) {
   constexpr std::string_view kOperation = "-[QuarnelTracker handleDidFinishLaunch:]";
   if (userInfo.isNull()) return;
-  if (auto source = textEntry(userInfo, UIApplicationLaunchOptionsSourceApplicationKey)) {
-    context_.state.set(&TrackerFields::sourceApplication, source);
-    context_.log(kOperation, "handleDidFinishLaunch source app = ", source);
-  }
-  // A launch without a URL clears a link that was recorded before it.
+  const auto source = textEntry(userInfo, UIApplicationLaunchOptionsSourceApplicationKey);
   const auto url = textEntry(userInfo, UIApplicationLaunchOptionsURLKey);
-  context_.state.set(&TrackerFields::deeplink, url);
-  if (url) context_.log(kOperation, "URL Key = ", url);
+  state_.update([&](TrackerFields& fields) {
+    if (source) fields.pending.sourceApplication = source;
+    // A launch without a URL clears a link that was recorded before it.
+    fields.pending.deeplink = url;
+  });
+  if (source) log_(kOperation, "handleDidFinishLaunch source app = ", source);
+  if (url) log_(kOperation, "URL Key = ", url);
 }
 
 void Lifecycle::handleWillResignActive() {
-  context_.state.set(&TrackerFields::timeWentToBG, std::optional(context_.platform.clock().now()));
+  state_.set(&TrackerFields::timeWentToBG, std::optional(clock_.now()));
 }
 
-// The stores are read and written on a queue of their own, off the application's thread; the moment
-// that counts is the notification's.
+// The application may end right after this, so the session is committed here; see
+// Counters::incrementRealLaunchCounter for the limit. No bound on statistics bounds sessions.
 void Lifecycle::handleEnteredBackground() {
-  if (!isSystemAtLeast(context_.platform.device(), "7")) return;
+  if (!isVersionAtLeast(device_.systemVersion(), "7")) return;
+  Statistics statistics;
+  const Date now = clock_.now();
+  state_.update([&](const TrackerFields& fields) {
+    statistics.settings = fields.settings;
+    if (fields.lastLaunchTime) {
+      statistics.timeInApp = std::chrono::duration<double>(now - *fields.lastLaunchTime).count();
+    }
+  });
+  statistics.conversionTiming = storedDouble(defaults_, keys::kConversionTiming);
+  counters_.incrementRealLaunchCounter();
   auto ticket = waiting_.admit(0);
   if (!ticket) {
-    context_.log("-[QuarnelTracker backgroundstatCall]", "too many statistics wait to be sent");
+    log_("-[QuarnelTracker backgroundstatCall]", "too many statistics wait to be sent");
     return;
   }
-  queue_->post([this, ticket = std::move(ticket),
-                lastLaunchTime = context_.state.get(&TrackerFields::lastLaunchTime),
-                now = context_.platform.clock().now()] {
-    counters_.incrementRealLaunchCounter();
-    backgroundstatCall(lastLaunchTime, now);
+  afterGathering_([this, statistics = std::move(statistics), ticket = std::move(ticket)] {
+    backgroundstatCall(statistics);
   });
 }
 
-void Lifecycle::backgroundstatCall(std::optional<Date> lastLaunchTime, Date now) {
+void Lifecycle::backgroundstatCall(const Statistics& statistics) {
   constexpr std::string_view kOperation = "-[QuarnelTracker backgroundstatCall]";
-  const double timeInApp =
-      lastLaunchTime ? std::chrono::duration<double>(now - *lastLaunchTime).count() : 0;
-  context_.log(kOperation, "entered background ", fixed(timeInApp, 6));
+  log_(kOperation, "entered background ", fixed(statistics.timeInApp, 6));
   try {
-    const auto appID = context_.state.get(&TrackerFields::appleAppID);
-    const std::string url = "https://" + context_.services.statsHost +
-                            "/stats?app_id=" + std::string(textOrNull(appID));
-    context_.log(kOperation, "calling URL (move to background): ", url);
     HttpRequest request;
     request.method = "POST";
-    request.url = escapeForUrl(url);
+    request.url = "https://" + services_.statsHost + "/stats?app_id=";
+    request.url += textOrNull(statistics.settings->appleAppID);
+    log_(kOperation, "calling URL (move to background): ", request.url);
     request.headers = {{"Content-Type", "application/text"}};
-    request.body = statistics(timeInApp);
-    context_.log(kOperation, "sending stat to server ", url, ":\n", request.body);
+    request.body = bodyOf(statistics);
+    log_(kOperation, "sending stat to server ", request.url, ":\n", request.body);
     statSession_.start(std::move(request));
   } catch (const std::exception& exception) {
-    context_.log(kOperation, "could not track move to background: ", exception.what());
+    log_(kOperation, "could not track move to background: ", exception.what());
   }
 }
 
-std::string Lifecycle::statistics(double timeInApp) {
-  const TrackerFields fields = context_.state.snapshot();
-  const double timing = storedDouble(context_.platform.userDefaults(), keys::kConversionTiming);
+std::string Lifecycle::bodyOf(const Statistics& statistics) {
   std::string body = "app_id=";
-  body += textOrNull(fields.appleAppID);
+  body += textOrNull(statistics.settings->appleAppID);
   body += "&devkey=";
-  body += textOrNull(fields.quarnelDevKey);
+  body += textOrNull(statistics.settings->quarnelDevKey);
   body += "&uid=" + identity_.getQuarnelUID();
-  body += "&time_in_app=" + fixed(timeInApp, 0);
+  body += "&time_in_app=" + fixed(statistics.timeInApp, 0);
   body += "&statType=user_closed_app";
-  body += "&launch_counter=" + std::to_string(counters_.getCounter(false));
+  body += "&launch_counter=" + std::to_string(counters_.getCounter());
   body += "&platform=iOS";
-  body += "&gcd_conversion_data_timing=" + fixed(timing, 6);
+  body += "&gcd_conversion_data_timing=" + fixed(statistics.conversionTiming, 6);
   return body;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "util/Json.h"
+#include "util/Text.h"
 
 namespace quarnel {
 namespace {
@@ -26,41 +27,42 @@ void LinkRecording::handleOpenURL(std::optional<std::string> url,
                                   const std::optional<Dictionary>& annotation) {
   url = validUtf8(std::move(url));
   sourceApplication = validUtf8(std::move(sourceApplication));
-  const std::optional<std::string> recorded = context_.state.with([&](TrackerFields& fields) {
-    if (!fields.deeplink) fields.deeplink = std::move(url);
-    if (!fields.sourceApplication) fields.sourceApplication = std::move(sourceApplication);
-    return fields.deeplink;
+  const std::optional<std::string> recorded = state_.update([&](TrackerFields& fields) {
+    PendingLaunch& pending = fields.pending;
+    if (!pending.deeplink) pending.deeplink = std::move(url);
+    if (!pending.sourceApplication) pending.sourceApplication = std::move(sourceApplication);
+    return pending.deeplink;
   });
-  context_.log("-[QuarnelTracker handleOpenURL:sourceApplication:withAnnotation:]",
-               "HandleOpenUrl: ", recorded);
+  log_("-[QuarnelTracker handleOpenURL:sourceApplication:withAnnotation:]",
+       "HandleOpenUrl: ", recorded);
   if (annotation) {
-    context_.state.set(&TrackerFields::referralURL, entry(*annotation, "ReferrerURL"));
+    state_.set(&TrackerFields::referralURL, entry(*annotation, "ReferrerURL"));
   }
 }
 
 void LinkRecording::continueUserActivity(const UserActivity& activity, bool hasRestorationHandler) {
-  if (context_.log.isEnabled()) {
-    context_.log("-[QuarnelTracker continueUserActivity:restorationHandler:]",
-                 "User Activity: ", describeActivity(activity),
-                 ", restoration Handler: ", hasRestorationHandler ? "<block>" : "(null)");
+  if (log_.isEnabled()) {
+    log_("-[QuarnelTracker continueUserActivity:restorationHandler:]",
+         "User Activity: ", describeActivity(activity),
+         ", restoration Handler: ", hasRestorationHandler ? "<block>" : "(null)");
   }
   if (activity.activityType != NSUserActivityTypeBrowsingWeb) return;
-  context_.state.set(&TrackerFields::deeplink, validUtf8(activity.webpageURL));
+  auto url = validUtf8(activity.webpageURL);
+  state_.update([&](TrackerFields& fields) { fields.pending.deeplink = std::move(url); });
 }
 
 void LinkRecording::didUpdateUserActivity(const UserActivity& activity) {
-  if (!context_.log.isEnabled()) return;
-  context_.log("-[QuarnelTracker didUpdateUserActivity:]",
-               "didUpdateUserActivity = ", describeActivity(activity));
+  if (!log_.isEnabled()) return;
+  log_("-[QuarnelTracker didUpdateUserActivity:]",
+       "didUpdateUserActivity = ", describeActivity(activity));
 }
 
 void LinkRecording::handlePushNotification(const Dictionary& userInfo) {
   const std::optional<Value> payload = entry(userInfo, "qn");
-  context_.state.set(&TrackerFields::pushPayload, payload);
-  if (!context_.log.isEnabled()) return;
-  context_.log("-[QuarnelTracker handlePushNotification:]",
-               "Push Notification received qn payload = ",
-               payload ? describe(*payload) : std::string("(null)"));
+  state_.update([&](TrackerFields& fields) { fields.pending.pushPayload = payload; });
+  if (!log_.isEnabled()) return;
+  log_("-[QuarnelTracker handlePushNotification:]", "Push Notification received qn payload = ",
+       payload ? describe(*payload) : std::string("(null)"));
 }
 
 }  // namespace quarnel

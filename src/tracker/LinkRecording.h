@@ -5,14 +5,15 @@
 #include <optional>
 #include <string>
 
-#include "compose/TrackerContext.h"
+#include "installation/TrackerState.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
 // Links, user activities and pushes: recorded here, carried by the next launch report.
 class LinkRecording {
  public:
-  explicit LinkRecording(const TrackerContext& context) : context_(context) {}
+  LinkRecording(TrackerState& state, const DebugLog& log) : state_(state), log_(log) {}
 
   void handleOpenURL(std::optional<std::string> url, std::optional<std::string> sourceApplication,
                      const std::optional<Dictionary>& annotation);
@@ -21,7 +22,8 @@ class LinkRecording {
   void handlePushNotification(const Dictionary& userInfo);
 
  private:
-  const TrackerContext& context_;
+  TrackerState& state_;
+  const DebugLog& log_;
 };
 
 }  // namespace quarnel

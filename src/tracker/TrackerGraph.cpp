@@ -1,47 +1,79 @@
 #include "tracker/TrackerGraph.h"
 
+#include <string>
 #include <utility>
 
-#include "platform/CounterStore.h"
+#include "platform/Clock.h"
+#include "platform/DeviceFacts.h"
 #include "platform/Dispatcher.h"
+#include "platform/FileSystem.h"
+#include "platform/HostServices.h"
 #include "platform/HttpSession.h"
+#include "platform/LogSink.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 
-QuarnelTracker::Graph::Graph(Platform& platform, ServiceConfiguration serviceConfiguration)
-    : services(std::move(serviceConfiguration)),
-      log(platform.logSink()),
+QuarnelTracker::Graph::Graph(Platform& adapter, ServiceConfiguration serviceConfiguration)
+    : platform(adapter),
+      services(std::move(serviceConfiguration)),
+      log([&sink = platform.logSink()](std::string_view line) { sink.write(line); }),
       ledger(platform.counterStore()),
-      utils(platform, log),
-      context{platform, services, state, log, utils, ledger},
-      dispatchQueue(platform.dispatcher().makeSerialQueue(services.vendorPrefix + ".QuarnelQueue")),
-      serverHandler(platform.network().sharedSession(), log),
-      requestCache(platform, services.vendorPrefix + ".QuarnelCache", log, ledger, serverHandler,
-                   [this] { return state.get(&TrackerFields::appleAppID); }),
-      statSession(platform, services.vendorPrefix, log),
-      identity(context),
-      counters(context),
-      dates(context, counters),
-      conversionData(context, identity),
+      delegate(platform.dispatcher().mainQueue(), log),
+      utils(utilsEnvironment()),
+      identity(platform.userDefaults(), platform.keychain(), platform.fileSystem(),
+               platform.clock(), platform.random(), platform.dispatcher(),
+               {services.keychainPrefix + ".sdk", services.shortVendorPrefix + ".sdk"}, log),
+      counters(platform.userDefaults(), log),
+      dates(platform.userDefaults(), platform.fileSystem(), counters, log),
+      delivery(platform.network().sharedSession(), platform.fileSystem(), platform.dispatcher(),
+               platform.clock(), services.vendorPrefix + ".QuarnelCache", ledger, log,
+               [this](const QuarnelRequestCacheData& record) { builder.settled(sizeOf(record)); }),
+      statSession(platform.network(), platform.device(), services.vendorPrefix, log),
+      conversionData(platform.network().sharedSession(), platform.clock(), platform.userDefaults(),
+                     services, state, delegate, identity, log),
       intake(log, ledger),
-      builder(context, identity, counters, dates, serverHandler,
-              [this] { conversionData.launchDelivered(); }),
-      events(context, intake, builder, dispatchQueue),
-      purchases(context, identity, serverHandler,
+      installation(platform.device(), platform.fileSystem(), platform.networkInterfaces(),
+                   platform.hostServices(), platform.userDefaults(), identity, dates, utils, log),
+      gatherer(platform.userDefaults(), state, delegate, identity, counters, installation, utils,
+               ledger, log),
+      builder(platform.dispatcher().makeSerialQueue(services.vendorPrefix + ".QuarnelReports"),
+              platform.clock(), platform.userDefaults(), services, state, gatherer, delivery,
+              ledger, log, [this] { conversionData.launchDelivered(); }),
+      events(intake, builder, platform.dispatcher().mainQueue(),
+             platform.dispatcher().makeSerialQueue(services.vendorPrefix + ".QuarnelQueue"), log),
+      purchases(platform.network().sharedSession(), platform.dispatcher(), platform.device(),
+                services, state, identity, utils, log,
                 [this](std::string eventName, Dictionary values) {
                   events.trackEventWithValues(std::move(eventName), std::move(values));
                 }),
-      uninstalls(context, identity, counters, dates, statSession),
-      launches(context, intake, builder),
-      links(context),
-      lifecycle(context, counters, identity, statSession) {
-  serverHandler.setReplay(requestCache);
-  serverHandler.setObserver([this](bool delivered) {
-    ledger.count(delivered ? Tally::kDelivered : Tally::kFailed);
-    builder.exchangeEnded();
-  });
-  state.set(&TrackerFields::platfromDevName, utils.develomentPlatformName());
+      uninstalls(platform.dispatcher(), platform.device(), platform.userDefaults(), services, state,
+                 identity, counters, dates, statSession, utils, log),
+      launches(intake, builder, platform.dispatcher(), platform.clock(), platform.hostServices(),
+               platform.userDefaults(), services, state, utils, ledger, log),
+      links(state, log),
+      lifecycle(platform.notificationCenter(), platform.clock(), platform.device(),
+                platform.userDefaults(), services, state, counters, identity, statSession, log,
+                [this](Task task) { builder.afterGathering(std::move(task)); }) {
+  const std::string platformName = utils.develomentPlatformName();
+  state.changeSettings([&](Settings& settings) { settings.platfromDevName = platformName; });
   lifecycle.start();
+}
+
+QuarnelUtils::Environment QuarnelTracker::Graph::utilsEnvironment() {
+  QuarnelUtils::Environment environment;
+  environment.classExists = [this](std::string_view name) {
+    return platform.hostServices().classExists(name);
+  };
+  environment.hasCloudIdentity = [this] { return platform.hostServices().hasCloudIdentity(); };
+  environment.storeReceipt = [this]() -> std::optional<std::string> {
+    const auto path = platform.device().mainBundle().appStoreReceiptPath;
+    if (!path) return std::nullopt;
+    return platform.fileSystem().read(*path, limits::kLargestReceipt);
+  };
+  environment.utcOffset = [this](Date date) { return platform.clock().utcOffset(date); };
+  environment.log = [this](std::string_view line) { log.always(line); };
+  return environment;
 }
 
 }  // namespace quarnel

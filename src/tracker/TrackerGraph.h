@@ -7,22 +7,25 @@
 #include "attribution/ConversionData.h"
 #include "attribution/PurchaseValidation.h"
 #include "attribution/UninstallRegistration.h"
+#include "compose/InstallationReader.h"
 #include "compose/ReportBuilder.h"
+#include "compose/ReportGatherer.h"
 #include "compose/ReportIntake.h"
-#include "compose/TrackerContext.h"
 #include "installation/Counters.h"
+#include "installation/DelegateSlot.h"
 #include "installation/DeviceIdentity.h"
 #include "installation/InstallDates.h"
+#include "installation/Ledger.h"
 #include "installation/TrackerState.h"
-#include "platform/DebugLog.h"
+#include "platform/Platform.h"
 #include "platform/ServiceConfiguration.h"
 #include "tracker/EventTracking.h"
 #include "tracker/LaunchTracking.h"
 #include "tracker/Lifecycle.h"
 #include "tracker/LinkRecording.h"
-#include "transport/QuarnelRequestCache.h"
-#include "transport/QuarnelServerHandler.h"
+#include "transport/Delivery.h"
 #include "transport/StatSession.h"
+#include "util/DebugLog.h"
 #include "util/QuarnelUtils.h"
 
 namespace quarnel {
@@ -32,29 +35,30 @@ namespace quarnel {
 // platform has dropped its tasks.
 class QUARNEL_INTERNAL QuarnelTracker::Graph {
  public:
-  Graph(Platform& platform, ServiceConfiguration serviceConfiguration);
+  Graph(Platform& adapter, ServiceConfiguration serviceConfiguration);
 
-  const ServiceConfiguration services;
-  // What became of reports so far.
   Diagnostics diagnostics() const { return ledger.read(intake.waiting(), builder.inFlight()); }
 
+  Platform& platform;
+  const ServiceConfiguration services;
   DebugLog log;
   Ledger ledger;
   TrackerState state;
+  DelegateSlot delegate;
   const QuarnelUtils utils;
-  const TrackerContext context;
-  const std::shared_ptr<SerialQueue> dispatchQueue;
-
-  QuarnelServerHandler serverHandler;
-  QuarnelRequestCache requestCache;
-
-  StatSession statSession;
 
   DeviceIdentity identity;
   Counters counters;
   InstallDates dates;
+
+  Delivery delivery;
+  StatSession statSession;
+
   ConversionData conversionData;
+
   ReportIntake intake;
+  InstallationReader installation;
+  ReportGatherer gatherer;
   ReportBuilder builder;
 
   EventTracking events;
@@ -63,6 +67,9 @@ class QUARNEL_INTERNAL QuarnelTracker::Graph {
   LaunchTracking launches;
   LinkRecording links;
   Lifecycle lifecycle;
+
+ private:
+  QuarnelUtils::Environment utilsEnvironment();
 };
 
 }  // namespace quarnel

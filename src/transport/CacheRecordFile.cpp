@@ -14,6 +14,13 @@ namespace {
 constexpr std::array<std::string_view, 7> kLineBreaks = {
     "\n", "\v", "\f", "\r", "\xc2\x85", "\xe2\x80\xa8", "\xe2\x80\xa9"};
 
+// What they begin with.
+constexpr std::string_view kFirstBytes = "\n\v\f\r\xc2\xe2";
+
+// The line that says that the URL is escaped as a whole, so that it stays one line. It comes before
+// the URL. Such a URL is rare: it holds an app ID with a line break.
+constexpr std::string_view kEscapedUrl = "urlencoding=percent";
+
 // The length of the line break that the text begins with, 0 for none.
 std::size_t lineBreakLength(std::string_view text) {
   for (const std::string_view lineBreak : kLineBreaks) {
@@ -22,25 +29,18 @@ std::size_t lineBreakLength(std::string_view text) {
   return 0;
 }
 
-std::string withoutLineBreaks(std::string_view text) {
-  std::string single;
-  single.reserve(text.size());
-  while (!text.empty()) {
-    const std::size_t length = lineBreakLength(text);
-    if (length > 0) {
-      single += escapeForUrl(text.substr(0, length));
-    } else {
-      single += text.front();
-    }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
+bool hasLineBreak(std::string_view text) {
+  for (std::size_t i = text.find_first_of(kFirstBytes); i < text.size();
+       i = text.find_first_of(kFirstBytes, i + 1)) {
+    if (lineBreakLength(text.substr(i)) > 0) return true;
   }
-  return single;
+  return false;
 }
 
 std::string_view takeLine(std::string_view& text) {
-  std::size_t end = text.find_first_of("\n\v\f\r\xc2\xe2");
+  std::size_t end = text.find_first_of(kFirstBytes);
   while (end < text.size() && lineBreakLength(text.substr(end)) == 0) {
-    end = text.find_first_of("\n\v\f\r\xc2\xe2", end + 1);
+    end = text.find_first_of(kFirstBytes, end + 1);
   }
   const std::string_view line = text.substr(0, end);
   text.remove_prefix(line.size());
@@ -73,19 +73,29 @@ std::string cacheFileName(Date writtenAt) {
 }
 
 std::string cacheFileContent(const QuarnelRequestCacheData& record) {
-  return "version=" + record.sdkVersion.value_or("(null)") +
-         "\nurl=" + withoutLineBreaks(record.requestURL.value_or("(null)")) +
-         "\ndata=" + record.postData.value_or("(null)");
+  const std::string url = record.requestURL.value_or("(null)");
+  std::string content = "version=" + record.sdkVersion.value_or("(null)");
+  if (hasLineBreak(url)) {
+    content += "\n" + std::string(kEscapedUrl) + "\nurl=" + escapeForUrl(url);
+  } else {
+    content += "\nurl=" + url;
+  }
+  return content + "\ndata=" + record.postData.value_or("(null)");
 }
 
 std::optional<QuarnelRequestCacheData> parseCacheFile(const std::string& name,
                                                       std::string_view content, Date now) {
   if (!isValidUtf8(content)) return std::nullopt;
   QuarnelRequestCacheData record;
+  bool isEscaped = false;
   while (!content.empty()) {
     std::string_view line = takeLine(content);
     if (takePrefix(line, "url=")) {
-      record.requestURL = trimmed(line) + timeInCache(name, now);
+      const std::string url = trimmed(line);
+      record.requestURL =
+          (isEscaped ? unescapeUrl(url).value_or(url) : url) + timeInCache(name, now);
+    } else if (line == kEscapedUrl) {
+      isEscaped = true;
     } else if (takePrefix(line, "version=")) {
       record.sdkVersion = trimmed(line);
     } else if (takePrefix(line, "data=")) {

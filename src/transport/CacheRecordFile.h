@@ -16,8 +16,8 @@ inline constexpr std::string_view kCacheFileExtension = ".qn";
 // "<seconds since 2001-01-01 UTC, six decimals>.qn".
 std::string cacheFileName(Date writtenAt);
 
-// Three lines, "version=", "url=" and "data=". Line breaks inside the URL are percent-escaped, so
-// that no URL can pass for another line.
+// Three lines, "version=", "url=" and "data=". A URL that holds a line break is percent-escaped,
+// and a line before it says so: no URL can pass for another line.
 std::string cacheFileContent(const QuarnelRequestCacheData& record);
 
 // Reads a record back; the time that it spent in the cache, by its file's name, is put behind its

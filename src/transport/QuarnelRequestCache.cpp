@@ -5,43 +5,40 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Clock.h"
-#include "platform/Dispatcher.h"
-#include "platform/FileSystem.h"
 #include "transport/CacheRecordFile.h"
+#include "util/Limits.h"
+#include "util/Text.h"
+#include "util/Url.h"
 
 namespace quarnel {
 namespace {
 
-// Tested before a write with "greater than", so that the directory can hold one file more.
-constexpr std::size_t kCacheLimit = 40;
 constexpr std::chrono::milliseconds kReplayDelay{100};
 
-// A record of an event value of 10 MB has some 80 MB after escaping; what is beyond this bound was
-// not written by the cache.
-constexpr std::size_t kRecordLimit = std::size_t{128} << 20;
-// Records beyond this sum wait on disk for the next replay, so that memory stays bounded.
-constexpr std::size_t kReplayBudget = std::size_t{256} << 20;
-
-// Writes within one microsecond, or after the clock was set back, take the next free name.
-constexpr int kNameAttempts = 1000;
+// Whether an exchange for the record can begin at all.
+bool canBeSent(const QuarnelRequestCacheData& record) {
+  return record.requestURL && isHttpsUrl(escapeForUrl(*record.requestURL));
+}
 
 }  // namespace
 
-QuarnelRequestCache::QuarnelRequestCache(Platform& platform, const std::string& queueLabel,
-                                         const DebugLog& log, Ledger& ledger,
-                                         QuarnelServerHandler& serverHandler, AppID appleAppID)
-    : platform_(platform),
-      log_(log),
+QuarnelRequestCache::QuarnelRequestCache(FileSystem& files, Dispatcher& dispatcher,
+                                         const Clock& clock, const std::string& queueLabel,
+                                         Ledger& ledger, const DebugLog& log, Send send)
+    : files_(files),
+      dispatcher_(dispatcher),
+      clock_(clock),
       ledger_(ledger),
-      serverHandler_(serverHandler),
-      appleAppID_(std::move(appleAppID)),
-      queue_(platform.dispatcher().makeSerialQueue(queueLabel)) {}
+      log_(log),
+      send_(std::move(send)),
+      queue_(dispatcher.makeSerialQueue(queueLabel)) {}
 
-void QuarnelRequestCache::cacheRequest(RequestRecord record) {
-  if (!record) return;
+void QuarnelRequestCache::cacheRequest(RequestRecord record, std::function<void()> done) {
   isLoadQueued_ = false;  // That load would come too early for this record.
-  queue_->post([this, record = std::move(record)] { write(*record); });
+  queue_->post([this, record = std::move(record), done = std::move(done)] {
+    if (record) write(*record);
+    done();
+  });
 }
 
 void QuarnelRequestCache::processCache() {
@@ -67,10 +64,9 @@ void QuarnelRequestCache::sendNextCachedEvents() {
 std::optional<std::string> QuarnelRequestCache::getCacheDirectoryPath() {
   constexpr std::string_view kOperation = "-[QuarnelRequestCache getCacheDirectoryPath]";
   if (cacheDirectoryPath_) return cacheDirectoryPath_;
-  FileSystem& files = platform_.fileSystem();
-  cacheDirectoryPath_ = files.cachesDirectory() + "/QuarnelCache";
-  if (!files.exists(*cacheDirectoryPath_)) {
-    if (const auto reason = files.createDirectory(*cacheDirectoryPath_, false)) {
+  cacheDirectoryPath_ = files_.cachesDirectory() + "/QuarnelCache";
+  if (!files_.exists(*cacheDirectoryPath_)) {
+    if (const auto reason = files_.createDirectory(*cacheDirectoryPath_, false)) {
       log_(kOperation, "[QuarnelCache Directory] ", *reason);
       return std::nullopt;
     }
@@ -80,68 +76,78 @@ std::optional<std::string> QuarnelRequestCache::getCacheDirectoryPath() {
 }
 
 void QuarnelRequestCache::initialize() {
-  FileSystem& files = platform_.fileSystem();
   const std::optional<std::string> directory = getCacheDirectoryPath();
-  if (directory && files.exists(*directory)) return;
-  if (const auto reason = files.createDirectory(*cacheDirectoryPath_, true)) {
+  if (directory && files_.exists(*directory)) return;
+  if (const auto reason = files_.createDirectory(*cacheDirectoryPath_, true)) {
     log_("-[QuarnelRequestCache initialize]", "failed to create cache dir: ", *reason);
     failedToInitialize_ = true;
   }
 }
 
 std::size_t QuarnelRequestCache::getCacheSize(const std::string& directory) const {
-  const auto names = platform_.fileSystem().list(directory);
+  const auto names = files_.list(directory);
   return names ? names->size() : 0;
 }
 
 void QuarnelRequestCache::write(const QuarnelRequestCacheData& record) {
   constexpr std::string_view kOperation = "-[QuarnelRequestCache cacheRequest:]";
-  FileSystem& files = platform_.fileSystem();
   // The user may have emptied the caches while the application runs.
-  if (!getCacheDirectoryPath() || !files.exists(*cacheDirectoryPath_)) initialize();
+  if (!getCacheDirectoryPath() || !files_.exists(*cacheDirectoryPath_)) initialize();
   const std::size_t size = getCacheSize(*cacheDirectoryPath_);
-  if (size > kCacheLimit) {
+  if (size > limits::kCacheLimit) {
     ledger_.count(Tally::kCacheFull);
     log_(kOperation, "Cache reached limit - not caching request....");
     return;
   }
   log_(kOperation, "Caching request...(cache size: ", size, ")");
-  const std::string content = cacheFileContent(record);
-  const Date now = platform_.clock().now();
   std::string path;
+  const auto failure = writeFile(cacheFileContent(record), path);
+  ledger_.count(failure ? Tally::kCacheWriteFailed : Tally::kCached);
+  if (failure) log_(kOperation, "Error writing file at ", path, "\n", *failure);
+}
+
+// Absent on success, else why not. What could never be read or sent again is not written either.
+std::optional<std::string> QuarnelRequestCache::writeFile(const std::string& content,
+                                                          std::string& path) {
+  const Date now = clock_.now();
+  const auto pathAt = [&](int attempt) {
+    return *cacheDirectoryPath_ + "/" + cacheFileName(now + std::chrono::microseconds(attempt));
+  };
+  path = pathAt(0);
+  if (content.size() > limits::kLargestRecord) return "The record is too large.";
   FileSystem::WriteResult result;
-  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
-    path = *cacheDirectoryPath_ + "/" + cacheFileName(now + std::chrono::microseconds(attempt));
-    result = files.writeNewFile(path, content);
+  for (int attempt = 0; attempt < limits::kNameAttempts; ++attempt) {
+    path = pathAt(attempt);
+    result = files_.writeNewFile(path, content);
     if (result.outcome != FileSystem::WriteOutcome::kNameTaken) break;
   }
-  const bool isWritten = result.outcome == FileSystem::WriteOutcome::kWritten;
-  ledger_.count(isWritten ? Tally::kCached : Tally::kCacheWriteFailed);
-  if (!isWritten) {
-    log_(kOperation, "Error writing file at ", path, "\n", result.reason);
-  }
+  if (result.outcome == FileSystem::WriteOutcome::kWritten) return std::nullopt;
+  return result.reason;
 }
 
 std::deque<RequestRecord> QuarnelRequestCache::getCachedRequests() {
   std::deque<RequestRecord> records;
   const std::optional<std::string> directory = getCacheDirectoryPath();
   if (!directory) return records;
-  FileSystem& files = platform_.fileSystem();
-  std::vector<std::string> names = files.list(*directory).value_or(std::vector<std::string>());
+  std::vector<std::string> names = files_.list(*directory).value_or(std::vector<std::string>());
   std::sort(names.begin(), names.end());
   std::size_t total = 0;
   for (const std::string& name : names) {
-    const std::optional<std::string> content = files.read(*directory + "/" + name, kRecordLimit);
+    const std::optional<std::string> content =
+        files_.read(*directory + "/" + name, limits::kLargestRecord);
     if (!content) {
       countUnreadable(name);
       continue;
     }
     total += content->size();
-    if (total > kReplayBudget && !records.empty()) break;
-    if (auto record = parseCacheFile(name, *content, platform_.clock().now())) {
-      records.push_back(std::make_shared<const QuarnelRequestCacheData>(*std::move(record)));
-    } else {
+    if (total > limits::kReplayBudget && !records.empty()) break;
+    auto record = parseCacheFile(name, *content, clock_.now());
+    if (!record) {
       countUnreadable(name);
+    } else if (!canBeSent(*record)) {
+      setAside(name);
+    } else {
+      records.push_back(std::make_shared<const QuarnelRequestCacheData>(*std::move(record)));
     }
   }
   return records;
@@ -154,6 +160,19 @@ void QuarnelRequestCache::countUnreadable(const std::string& name) {
   if (unreadable_.insert(name).second) ledger_.count(Tally::kUnreadableRecord);
 }
 
+// A record that can never be sent would fill its place for good. It is kept beside the cache for
+// whoever wants to know, as long as there are few.
+void QuarnelRequestCache::setAside(const std::string& name) {
+  const std::string folder = files_.cachesDirectory() + "/QuarnelCacheUnusable";
+  const std::string path = *cacheDirectoryPath_ + "/" + name;
+  if (!files_.exists(folder)) files_.createDirectory(folder, true);
+  const bool hasRoom = getCacheSize(folder) <= limits::kCacheLimit;
+  const auto failure = hasRoom ? files_.move(path, folder + "/" + name) : files_.remove(path);
+  ledger_.count(Tally::kUnreadableRecord);
+  log_("-[QuarnelRequestCache getCachedRequests]", "cannot be sent, set aside: ", path,
+       failure ? "\n" + *failure : std::string());
+}
+
 void QuarnelRequestCache::load() {
   if (isSendingCachedData_) return;
   if (!cachedRequests_.empty()) return;
@@ -161,7 +180,7 @@ void QuarnelRequestCache::load() {
   cachedRequests_ = getCachedRequests();
   log_("-[QuarnelRequestCache processCache]", "Cache size ", cachedRequests_.size());
   if (cachedRequests_.empty()) return;
-  platform_.dispatcher().mainQueue().postAfter(
+  dispatcher_.mainQueue().postAfter(
       kReplayDelay, [this, load = ++loads_] { queue_->post([this, load] { startReplay(load); }); });
 }
 
@@ -184,7 +203,7 @@ void QuarnelRequestCache::sendNext() {
 void QuarnelRequestCache::sendCachedRequest(const RequestRecord& record) {
   isInFlight_ = true;
   try {
-    serverHandler_.sendRequestEventToServer(record, true, appleAppID_(), log_.isEnabled(), nullptr);
+    send_(record);
   } catch (const std::exception&) {
     isInFlight_ = false;
     log_("-[QuarnelRequestCache sendCachedRequest:]", "failed to start connection ",
@@ -194,7 +213,7 @@ void QuarnelRequestCache::sendCachedRequest(const RequestRecord& record) {
 
 void QuarnelRequestCache::removeFile(const QuarnelRequestCacheData& record) {
   const std::string path = cacheDirectoryPath_.value_or("") + "/" + record.cacheKey.value_or("");
-  if (const auto reason = platform_.fileSystem().remove(path)) {
+  if (const auto reason = files_.remove(path)) {
     log_("-[QuarnelRequestCache deleteRequest:]", "Error deleting file at ", path, "\n", *reason);
   } else {
     ledger_.count(Tally::kReplayed);

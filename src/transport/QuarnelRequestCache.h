@@ -9,14 +9,13 @@
 #include <string>
 
 #include "installation/Ledger.h"
-#include "platform/DebugLog.h"
-#include "platform/Platform.h"
-#include "transport/QuarnelServerHandler.h"
-#include "transport/RequestReplay.h"
+#include "platform/Clock.h"
+#include "platform/Dispatcher.h"
+#include "platform/FileSystem.h"
+#include "transport/QuarnelRequestCacheData.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
-
-class SerialQueue;
 
 // Keeps reports that could not be delivered, one file each, and sends them again, one after
 // another, once a fresh report has got through. docs/offline-cache.md tells the file format and the
@@ -28,23 +27,25 @@ class SerialQueue;
 //   idle       `cachedRequests_` is empty. processCache loads the directory and, when it holds
 //              records, starts a replay 0.1 seconds later by way of the main queue.
 //   replaying  The head of `cachedRequests_` is sent next, when the exchange of the record before
-//   it
-//              has ended, whatever its outcome. processCache does nothing.
+//              it has ended, whatever its outcome. processCache does nothing.
 //
 // A record leaves the list when it is sent, not when its answer comes. While the last one is in
 // flight the list is empty, so that a processCache may load its file again: that record can be
 // delivered twice.
-class QuarnelRequestCache : public RequestReplay {
+class QuarnelRequestCache {
  public:
-  using AppID = std::function<std::optional<std::string>()>;
+  // Sends a record; the owner calls sendNextCachedEvents when its exchange has ended.
+  using Send = std::function<void(const RequestRecord& record)>;
 
-  QuarnelRequestCache(Platform& platform, const std::string& queueLabel, const DebugLog& log,
-                      Ledger& ledger, QuarnelServerHandler& serverHandler, AppID appleAppID);
+  QuarnelRequestCache(FileSystem& files, Dispatcher& dispatcher, const Clock& clock,
+                      const std::string& queueLabel, Ledger& ledger, const DebugLog& log,
+                      Send send);
 
-  void cacheRequest(RequestRecord record) override;
-  void processCache() override;
-  void deleteRequest(RequestRecord record) override;
-  void sendNextCachedEvents() override;
+  // A fresh report failed. `done` is called once it is on disk, or lost and counted.
+  void cacheRequest(RequestRecord record, std::function<void()> done);
+  void processCache();                       // A fresh report got through.
+  void deleteRequest(RequestRecord record);  // A replayed report got through.
+  void sendNextCachedEvents();               // The exchange of a replayed report has ended.
 
  private:
   std::optional<std::string> getCacheDirectoryPath();
@@ -52,18 +53,21 @@ class QuarnelRequestCache : public RequestReplay {
   std::size_t getCacheSize(const std::string& directory) const;
   std::deque<RequestRecord> getCachedRequests();
   void write(const QuarnelRequestCacheData& record);
+  std::optional<std::string> writeFile(const std::string& content, std::string& path);
   void countUnreadable(const std::string& name);
+  void setAside(const std::string& name);
   void load();
   void startReplay(unsigned load);
   void sendNext();
   void sendCachedRequest(const RequestRecord& record);
   void removeFile(const QuarnelRequestCacheData& record);
 
-  Platform& platform_;
-  const DebugLog& log_;
+  FileSystem& files_;
+  Dispatcher& dispatcher_;
+  const Clock& clock_;
   Ledger& ledger_;
-  QuarnelServerHandler& serverHandler_;
-  const AppID appleAppID_;
+  const DebugLog& log_;
+  const Send send_;
   const std::shared_ptr<SerialQueue> queue_;
   std::atomic<bool> isLoadQueued_ = false;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,5 +22,13 @@ struct QuarnelRequestCacheData {
   // The name of the record's file; only on records read back from disk.
   std::optional<std::string> cacheKey;
 };
+
+using RequestRecord = std::shared_ptr<const QuarnelRequestCacheData>;
+
+// The room that a record takes in the transport.
+inline std::size_t sizeOf(const QuarnelRequestCacheData& record) {
+  return (record.requestURL ? record.requestURL->size() : 0) +
+         (record.postData ? record.postData->size() : 0);
+}
 
 }  // namespace quarnel

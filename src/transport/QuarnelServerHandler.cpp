@@ -41,29 +41,27 @@ void QuarnelServerHandler::sendRequestEventToServer(RequestRecord request, bool 
   post.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
   post.body = request->postData.value_or("");
   if (isDebug) log_(kOperation, "Quarnel: sending request to server ");
+  const RecordOrigin origin = isRequestFromCache ? RecordOrigin::kCache : RecordOrigin::kFresh;
   session_.startDataTask(std::move(post),
-                         [this, request = std::move(request), isRequestFromCache, isDebug,
+                         [this, request = std::move(request), origin, isDebug,
                           onSuccess = std::move(onSuccess)](const HttpResult& result) {
-                           complete(request, isRequestFromCache, isDebug, result);
+                           complete(request, origin, isDebug, result);
                            if (!result.error && onSuccess) onSuccess();
                          });
 }
 
-void QuarnelServerHandler::complete(const RequestRecord& request, bool isRequestFromCache,
-                                    bool isDebug, const HttpResult& result) const {
-  if (result.error) {
-    if (isDebug) {
-      log_(kCompletion, "Quarnel Connection failed! Error - ", result.error->description, " ");
-    }
-    if (!isRequestFromCache) replay_->cacheRequest(request);
-  } else {
-    if (isDebug) log_(kCompletion, "Quarnel: sent information to server");
-    isRequestFromCache ? replay_->deleteRequest(request) : replay_->processCache();
+void QuarnelServerHandler::complete(const RequestRecord& request, RecordOrigin origin, bool isDebug,
+                                    const HttpResult& result) const {
+  if (isDebug && result.error) {
+    log_(kCompletion, "Quarnel Connection failed! Error - ", result.error->description, " ");
+  } else if (isDebug) {
+    log_(kCompletion, "Quarnel: sent information to server");
   }
-  isRequestFromCache ? replay_->sendNextCachedEvents() : freshReportEnded_(!result.error);
+  ended_(request, origin, !result.error);
 }
 
-void QuarnelServerHandler::sendPOSTRequest(const Dictionary& parameters,
+void QuarnelServerHandler::sendPOSTRequest(HttpSession& session, const DebugLog& log,
+                                           const Dictionary& parameters,
                                            PostCompletion complitionBlock) {
   HttpRequest post;
   post.method = "POST";
@@ -71,14 +69,14 @@ void QuarnelServerHandler::sendPOSTRequest(const Dictionary& parameters,
              "&quarnel_id=" + textEntry(parameters, "quarnelId") +
              "&dev_key=" + textEntry(parameters, "appDevKey") +
              "&sandbox=" + textEntry(parameters, "sandbox");
-  log_(kPostOperation, "url = ", post.url);
+  log(kPostOperation, "url = ", post.url);
   post.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
   if (const Value* data = parameters.find("data")) post.body = writeJson(*data).value_or("");
-  log_(kPostOperation, "Quarnel: sending request to server ");
-  session_.startDataTask(std::move(post), [this, complitionBlock = std::move(complitionBlock)](
-                                              const HttpResult& result) {
+  log(kPostOperation, "Quarnel: sending request to server ");
+  session.startDataTask(std::move(post), [&log, complitionBlock = std::move(complitionBlock)](
+                                             const HttpResult& result) {
     if (result.error) {
-      log_(kPostCompletion, "Quarnel Connection failed! Error - ", result.error->description);
+      log(kPostCompletion, "Quarnel Connection failed! Error - ", result.error->description);
     }
     complitionBlock(result.error,
                     result.response ? std::optional(result.response->body) : std::nullopt);

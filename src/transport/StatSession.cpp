@@ -2,12 +2,13 @@
 
 #include <utility>
 
-#include "platform/SystemVersion.h"
+#include "util/SystemVersion.h"
 
 namespace quarnel {
 
-StatSession::StatSession(Platform& platform, const std::string& vendorPrefix, const DebugLog& log) {
-  if (!isSystemAtLeast(platform.device(), "8")) return;
+StatSession::StatSession(Network& network, const Device& device, const std::string& vendorPrefix,
+                         const DebugLog& log) {
+  if (!isVersionAtLeast(device.systemVersion(), "8")) return;
   BackgroundSessionConfiguration configuration;
   configuration.identifier = vendorPrefix + ".sdk";
   configuration.allowsCellularAccess = true;
@@ -22,8 +23,7 @@ StatSession::StatSession(Platform& platform, const std::string& vendorPrefix, co
     log("-[QuarnelTracker URLSession:task:didCompleteWithError:]", "task ", task,
         " completed with error: ", error->description);
   };
-  session_ =
-      platform.network().makeBackgroundSession(std::move(configuration), std::move(delegate));
+  session_ = network.makeBackgroundSession(std::move(configuration), std::move(delegate));
 }
 
 void StatSession::start(HttpRequest request) {

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/DebugLog.h"
+#include "platform/DeviceFacts.h"
 #include "platform/HttpSession.h"
-#include "platform/Platform.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
@@ -14,7 +14,8 @@ namespace quarnel {
 // is started there goes nowhere.
 class StatSession {
  public:
-  StatSession(Platform& platform, const std::string& vendorPrefix, const DebugLog& log);
+  StatSession(Network& network, const Device& device, const std::string& vendorPrefix,
+              const DebugLog& log);
 
   void start(HttpRequest request);
 

@@ -1,14 +1,10 @@
 #include "util/QuarnelUtils.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
-#include "platform/Clock.h"
-#include "platform/DeviceFacts.h"
-#include "platform/Digests.h"
-#include "platform/FileSystem.h"
-#include "platform/HostServices.h"
-#include "platform/Platform.h"
+#include "util/Digests.h"
 #include "util/Json.h"
 #include "util/Text.h"
 #include "util/Url.h"
@@ -53,9 +49,6 @@ std::string hexadecimalDigest(const std::array<std::uint8_t, N>& digest) {
 
 }  // namespace
 
-QuarnelUtils::QuarnelUtils(Platform& platform, const DebugLog& log)
-    : platform_(platform), log_(log), clock_(platform.clock()) {}
-
 void QuarnelUtils::recursivelyRemoveNulls(Dictionary& dictionary) {
   Pending pending;
   cleanDictionary(dictionary, pending);
@@ -77,7 +70,7 @@ std::optional<std::string> QuarnelUtils::getJsonDataFromDictionary(
     const Dictionary& dictionary) const {
   std::string why;
   std::optional<std::string> json = writeJson(dictionary, &why);
-  if (!json) log_.always("JSON parser failed ex = " + why);
+  if (!json) environment_.log("JSON parser failed ex = " + why);
   return json;
 }
 
@@ -130,19 +123,14 @@ std::string QuarnelUtils::md5(std::string_view text) {
 }
 
 std::string QuarnelUtils::develomentPlatformName() const {
-  return platform_.classLookup().classExists("UnityAppController") ? "iOS_Unity" : "iOS_Native";
+  return environment_.classExists("UnityAppController") ? "iOS_Unity" : "iOS_Native";
 }
 
-bool QuarnelUtils::isICloudServiceEnabled() const {
-  return platform_.cloudIdentity().hasIdentityToken();
-}
+bool QuarnelUtils::isICloudServiceEnabled() const { return environment_.hasCloudIdentity(); }
 
 Dictionary QuarnelUtils::getStoreReceipt() const {
-  constexpr std::size_t kLargestReceipt = std::size_t{16} << 20;
-  if (const auto path = platform_.device().mainBundle().appStoreReceiptPath) {
-    if (const auto content = platform_.fileSystem().read(*path, kLargestReceipt)) {
-      return {{"data", Dictionary{{"receipt-data", base64forData(*content)}}}};
-    }
+  if (const auto content = environment_.storeReceipt()) {
+    return {{"data", Dictionary{{"receipt-data", base64forData(*content)}}}};
   }
   return {{"status", "-1"}};
 }

@@ -2,23 +2,29 @@
 
 #include <QuarnelTvOsLib/Value.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "platform/Clock.h"
-#include "platform/DateFormatter.h"
-#include "platform/DebugLog.h"
+#include "util/DateFormatter.h"
 
 namespace quarnel {
 
-class Platform;
-
-// Helpers that shape payloads and identifiers. Holds nothing but the ports it asks; callable from
-// any thread.
+// Helpers that shape payloads and identifiers. Stateless; callable from any thread.
 class QuarnelUtils {
  public:
-  QuarnelUtils(Platform& platform, const DebugLog& log);
+  // What the helpers ask of the world outside.
+  struct Environment {
+    std::function<bool(std::string_view name)> classExists;
+    std::function<bool()> hasCloudIdentity;
+    std::function<std::optional<std::string>()> storeReceipt;  // The file's content.
+    DateFormatter::UtcOffset utcOffset;
+    std::function<void(std::string_view line)> log;
+  };
+
+  explicit QuarnelUtils(Environment environment) : environment_(std::move(environment)) {}
 
   // Remove null values at any depth, in place. Content shared with other values is left alone.
   static void recursivelyRemoveNulls(Dictionary& dictionary);
@@ -47,12 +53,10 @@ class QuarnelUtils {
   // The store receipt, {"data": {"receipt-data": <Base64>}}, or {"status": "-1"} without one.
   Dictionary getStoreReceipt() const;
 
-  DateFormatter getDateFormatter() const { return DateFormatter(clock_); }
+  DateFormatter getDateFormatter() const { return DateFormatter(environment_.utcOffset); }
 
  private:
-  Platform& platform_;
-  const DebugLog& log_;
-  const Clock& clock_;
+  const Environment environment_;
 };
 
 }  // namespace quarnel

@@ -1,5 +1,7 @@
 #include "util/Url.h"
 
+#include <algorithm>
+
 #include "util/Text.h"
 
 namespace quarnel {
@@ -20,6 +22,10 @@ bool isSchemeText(std::string_view text) {
 std::optional<std::string> decodePath(std::string_view path) {
   if (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
   return unescapeUrl(path);
+}
+
+bool isHexadecimal(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
 }  // namespace
@@ -45,6 +51,38 @@ UrlParts parseUrl(std::string_view url) {
   }
   parts.path = decodePath(url);
   return parts;
+}
+
+bool isUrl(std::string_view text) {
+  constexpr std::string_view kMarks = "!#$&'()*+,-./:;=?@[]_~";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '%') {
+      if (text.size() - i < 3 || !isHexadecimal(text[i + 1]) || !isHexadecimal(text[i + 2])) {
+        return false;
+      }
+      continue;
+    }
+    const bool isDigit = c >= '0' && c <= '9';
+    if (!isAsciiLetter(c) && !isDigit && kMarks.find(c) == std::string_view::npos) return false;
+  }
+  return !text.empty();
+}
+
+bool isHttpsUrl(std::string_view text) {
+  constexpr std::string_view kScheme = "https://";
+  if (!isUrl(text) || text.size() <= kScheme.size()) return false;
+  for (std::size_t i = 0; i < kScheme.size(); ++i) {
+    const char c = text[i];
+    if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != kScheme[i]) return false;
+  }
+  text.remove_prefix(kScheme.size());
+  const std::string_view authority = text.substr(0, text.find_first_of("/?#"));
+  const std::size_t colon = authority.find(':');
+  const std::string_view host = authority.substr(0, colon);
+  const std::string_view port = authority.substr(std::min(host.size() + 1, authority.size()));
+  return !host.empty() && host.find_first_of("%@") == std::string_view::npos &&
+         port.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 }  // namespace quarnel

@@ -17,4 +17,11 @@ struct UrlParts {
 
 UrlParts parseUrl(std::string_view url);
 
+// Whether the text is a URL as it stands: every character may stand in one, and "%" begins an
+// escape of two hexadecimal digits.
+bool isUrl(std::string_view text);
+
+// Whether it is one with the scheme "https" and a host, so that a request can be made of it.
+bool isHttpsUrl(std::string_view text);
+
 }  // namespace quarnel

@@ -1,4 +1,5 @@
 // Launch and event reports, from the call to the request, on the simulated platform.
+#include <QuarnelTvOsLib/Notifications.h>
 #include <QuarnelTvOsLib/QuarnelTracker.h>
 #include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
 #include <gtest/gtest.h>
@@ -100,39 +101,47 @@ TEST_F(ReportTest, CountersAndTimesFollowTheReports) {
   EXPECT_EQ(field(report, "counter") + " " + field(report, "iaecounter"), "0 2147483647");
 }
 
-// Reports that wait take their numbers from an increase that was committed for several of them.
-TEST_F(ReportTest, WaitingReportsAreNumberedInTheirOrder) {
+// What a report says is of its hand-over, however long the network makes it wait.
+TEST_F(ReportTest, WaitingReportsKeepTheirMoment) {
   platform.setAnswer(ScriptedAnswer::response(200).after(seconds(10)));
   const auto trackEvents = [&](int count) {
     for (int i = 0; i < count; ++i) platform.tracker().trackEventWithValues("e", std::nullopt);
+    platform.advance(milliseconds(200));
   };
+  platform.tracker().setCustomerUserID("a");
   trackEvents(290);
+  const std::string moment = field(platform.reports(kKey).back(), "timestamp");
+  platform.tracker().handleOpenURL("app://first", std::nullopt);
   platform.tracker().trackAppLaunch();
   platform.advance(milliseconds(200));
+  platform.tracker().handleOpenURL("app://second", std::nullopt);
+  platform.tracker().setCustomerUserID("b");
+  platform.post(UIApplicationDidEnterBackgroundNotification);
+  platform.userDefaults()["QuarnelInAppCounter"] = 1290;  // By another process.
   trackEvents(50);
-  platform.advance(milliseconds(200));
-  ASSERT_EQ(platform.requests().size(), 256U);
-  platform.userDefaults()["QuarnelInAppCounter"] = 1256;  // By another process.
+  platform.tracker().setQuarnelDevKey(std::nullopt);
+  trackEvents(3);
   platform.advance(seconds(60));
+
   const auto reports = platform.reports(kKey);
   ASSERT_EQ(reports.size(), 341U);
-  for (int i = 0; i < 341; ++i) {
-    const int events = i < 290 ? i + 1 : i;
-    const int expected = i < 256 ? events : events + 1000;
-    EXPECT_EQ(field(reports[i], "counter"), i < 290 ? "0" : "1") << i;
-    EXPECT_EQ(field(reports[i], "iaecounter"), std::to_string(expected)) << i;
+  // The launch does not wait behind the events.
+  EXPECT_EQ(field(reports[256], "event") + field(reports[256], "qn_deeplink"),
+            "\"Launched\"\"app://first\"");
+  std::vector<Dictionary> events = reports;
+  events.erase(events.begin() + 256);
+  for (int i = 0; i < 340; ++i) {
+    const bool isFirst = i < 290;
+    EXPECT_EQ(field(events[i], "appUID") + " " + field(events[i], "sessioncounter") + " " +
+                  field(events[i], "counter") + " " + field(events[i], "iaecounter"),
+              (isFirst ? "\"a\" 1 0 " : "\"b\" 2 1 ") + std::to_string(isFirst ? i + 1 : i + 1001))
+        << i;
+    if (isFirst) {
+      EXPECT_EQ(field(events[i], "timestamp"), moment) << i;
+    }
   }
+  EXPECT_EQ(platform.tracker().diagnostics().lost.missingDeveloperKey, 3U);
   EXPECT_EQ(platform.userDefaults()["QuarnelInAppCounter"], Value(1340));
-}
-
-TEST_F(ReportTest, WaitingReportsThatAreDroppedTakeNoNumber) {
-  platform.setAnswer(ScriptedAnswer::response(200).after(seconds(10)));
-  for (int i = 0; i < 300; ++i) platform.tracker().trackEventWithValues("e", std::nullopt);
-  platform.advance(seconds(1));
-  platform.tracker().setQuarnelDevKey(std::nullopt);
-  platform.advance(seconds(60));
-  EXPECT_EQ(platform.reports(kKey).size(), 256U);
-  EXPECT_EQ(platform.userDefaults()["QuarnelInAppCounter"], Value(256));
 }
 
 TEST_F(ReportTest, UpdateDateIsKeptUntilTheVersionChanges) {

@@ -1,60 +1,31 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
+#include "platform/HostOptions.h"
 #include "platform/HostServices.h"
 #include "platform/LogSink.h"
 
 namespace quarnel {
 
-// Services that Linux does not have, as far as the host application provides them. An exception of
-// a provider is logged and counts as the service's absence.
-
-class HostAdvertisingIdentifier final : public AdvertisingIdentifier {
+// Services as far as the host application provides them. A provider that throws is logged, and its
+// service counts as absent.
+class HostProvidedServices final : public HostServices {
  public:
-  using Provider = std::function<std::optional<AdvertisingIdentity>()>;
-  HostAdvertisingIdentifier(Provider provider, LogSink& log)
-      : provider_(std::move(provider)), log_(log) {}
-  std::optional<AdvertisingIdentity> current() const override;
+  HostProvidedServices(const HostOptions& options, LogSink& log);
 
- private:
-  const Provider provider_;
-  LogSink& log_;
-};
-
-class HostAdClientLookup final : public AdClientLookup {
- public:
-  using Provider = std::function<std::shared_ptr<AdClient>()>;
-  HostAdClientLookup(Provider provider, LogSink& log) : provider_(std::move(provider)), log_(log) {}
-  std::shared_ptr<AdClient> sharedClient() const override;
-
- private:
-  const Provider provider_;
-  LogSink& log_;
-};
-
-class HostCloudIdentity final : public CloudIdentity {
- public:
-  using Provider = std::function<bool()>;
-  HostCloudIdentity(Provider provider, LogSink& log) : provider_(std::move(provider)), log_(log) {}
-  bool hasIdentityToken() const override;
-
- private:
-  const Provider provider_;
-  LogSink& log_;
-};
-
-class DeclaredClasses final : public ClassLookup {
- public:
-  explicit DeclaredClasses(std::vector<std::string> names) : names_(std::move(names)) {}
+  std::optional<AdvertisingIdentity> advertisingIdentity() const override;
+  std::shared_ptr<AdClient> sharedAdClient() const override;
   bool classExists(std::string_view name) const override;
+  bool hasCloudIdentity() const override;
 
  private:
-  const std::vector<std::string> names_;
+  template <typename Answer>
+  Answer ask(const std::function<Answer()>& provider, std::string_view purpose) const;
+
+  const std::function<std::optional<AdvertisingIdentity>()> advertisingIdentity_;
+  const std::function<std::shared_ptr<AdClient>()> adClient_;
+  const std::function<bool()> hasCloudIdentity_;
+  const std::vector<std::string> knownClasses_;
+  LogSink& log_;
 };
 
 }  // namespace quarnel

@@ -4,6 +4,7 @@
 
 #include "platform/HostOptions.h"
 #include "platform/Platform.h"
+#include "platform/common/DebugModeSink.h"
 #include "platform/common/HostProvidedServices.h"
 #include "platform/common/PendingWork.h"
 #include "platform/linux/device/LinuxDevice.h"
@@ -35,13 +36,11 @@ class LinuxPlatform final : public Platform {
   Device& device() override { return device_; }
   FileSystem& fileSystem() override { return fileSystem_; }
   NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
-  AdvertisingIdentifier& advertisingIdentifier() override { return advertisingIdentifier_; }
-  AdClientLookup& adClientLookup() override { return adClientLookup_; }
+  HostServices& hostServices() override { return hostServices_; }
   NotificationCenter& notificationCenter() override;
   LogSink& logSink() override { return *log_; }
+  void setDebugMode(bool enabled) override { adapterLog_->setEnabled(enabled); }
   Random& random() override { return random_; }
-  ClassLookup& classLookup() override { return classLookup_; }
-  CloudIdentity& cloudIdentity() override { return cloudIdentity_; }
   CounterStore& counterStore() override { return *counters_; }
 
   // Also commits the user defaults and the counters.
@@ -51,16 +50,14 @@ class LinuxPlatform final : public Platform {
   LinuxPlatform(const HostOptions& options, const ApplicationDirectories& directories);
 
   const std::shared_ptr<LogSink> log_;
+  const std::shared_ptr<DebugModeSink> adapterLog_;
   const std::shared_ptr<PendingWork> pending_;
   SystemClock clock_;
   SystemRandom random_;
   LinuxDevice device_;
   LinuxFileSystem fileSystem_;
   SystemNetworkInterfaces networkInterfaces_;
-  HostAdvertisingIdentifier advertisingIdentifier_;
-  HostAdClientLookup adClientLookup_;
-  HostCloudIdentity cloudIdentity_;
-  DeclaredClasses classLookup_;
+  HostProvidedServices hostServices_;
   LinuxDispatcher dispatcher_;
   const std::shared_ptr<SqliteUserDefaults> userDefaults_;
   const std::shared_ptr<CounterFile> counters_;

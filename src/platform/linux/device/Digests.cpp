@@ -1,4 +1,4 @@
-#include "platform/Digests.h"
+#include "util/Digests.h"
 
 #include <openssl/evp.h>
 

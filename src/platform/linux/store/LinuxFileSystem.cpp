@@ -172,6 +172,12 @@ FileSystem::WriteResult LinuxFileSystem::writeNewFile(const std::string& path,
   return {WriteOutcome::kFailed, std::strerror(error)};
 }
 
+std::optional<std::string> LinuxFileSystem::move(const std::string& from, const std::string& to) {
+  // A link first: rename would replace what is there.
+  if (::link(from.c_str(), to.c_str()) == 0) return remove(from);
+  return std::strerror(errno);
+}
+
 std::optional<std::string> LinuxFileSystem::remove(const std::string& path) {
   if (::unlink(path.c_str()) == 0) return std::nullopt;
   return std::strerror(errno);

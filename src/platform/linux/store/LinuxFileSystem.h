@@ -31,6 +31,7 @@ class LinuxFileSystem final : public FileSystem {
   std::optional<std::vector<std::string>> list(const std::string& directory) const override;
   std::optional<std::string> read(const std::string& path, std::size_t limit) const override;
   WriteResult writeNewFile(const std::string& path, const std::string& content) override;
+  std::optional<std::string> move(const std::string& from, const std::string& to) override;
   std::optional<std::string> remove(const std::string& path) override;
 
   // When a directory was first asked about, as a marker file in it remembers: for file systems

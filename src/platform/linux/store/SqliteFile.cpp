@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -25,10 +26,10 @@ constexpr std::chrono::milliseconds kBusyPatience{5000};
 // same time. Best effort: without the lock the worst is a needless new start.
 class DirectoryLock {
  public:
-  explicit DirectoryLock(const std::string& directory)
+  DirectoryLock(const std::string& directory, std::chrono::milliseconds patience)
       : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     // flock() has no time limit of its own, and its holder may be a stopped process.
-    const auto deadline = std::chrono::steady_clock::now() + kBusyPatience;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (directory_.valid() && ::flock(directory_.get(), LOCK_EX | LOCK_NB) != 0) {
       if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline) return;
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -96,7 +97,20 @@ SqliteFile::SqliteFile(std::string purpose, std::string path, std::string table,
     : purpose_(std::move(purpose)),
       path_(std::move(path)),
       table_(std::move(table)),
-      durability_(durability) {}
+      durability_(durability),
+      patience_(kBusyPatience) {}
+
+SqliteFile::ShortPatience::ShortPatience(SqliteFile& file, std::chrono::milliseconds limit)
+    : file_(file) {
+  file_.setPatience(std::max(limit, std::chrono::milliseconds(0)));
+}
+
+SqliteFile::ShortPatience::~ShortPatience() { file_.setPatience(kBusyPatience); }
+
+void SqliteFile::setPatience(std::chrono::milliseconds patience) {
+  patience_ = patience;
+  if (database_) ::sqlite3_busy_timeout(database_.get(), static_cast<int>(patience.count()));
+}
 
 bool SqliteFile::open(DeferredLog& log) {
   if (database_ && !fileIsGone()) return true;
@@ -106,7 +120,7 @@ bool SqliteFile::open(DeferredLog& log) {
     fail(*reason, log);
     return false;
   }
-  const DirectoryLock lock(directory);
+  const DirectoryLock lock(directory, patience_);
   // The first time a file looks damaged, the second time it is set aside, the third time it is new.
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (tryOpen(log)) return true;
@@ -152,7 +166,7 @@ int SqliteFile::openDatabase() {
       nullptr);
   database_.reset(opened);
   if (code != SQLITE_OK) return code;
-  ::sqlite3_busy_timeout(opened, static_cast<int>(kBusyPatience.count()));
+  ::sqlite3_busy_timeout(opened, static_cast<int>(patience_.count()));
   const bool full = durability_ == Durability::kPowerLoss;
   return execute(opened, std::string("PRAGMA journal_mode=WAL; PRAGMA synchronous=") +
                              (full ? "FULL" : "NORMAL"));

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -62,6 +63,18 @@ class SqliteFile {
   // How often the same work is tried until a damaged file is replaced by a new one.
   static constexpr int kAttempts = 3;
 
+  // While it lives, a lock that somebody else holds is waited for no longer than this.
+  class ShortPatience {
+   public:
+    ShortPatience(SqliteFile& file, std::chrono::milliseconds limit);
+    ShortPatience(const ShortPatience&) = delete;
+    ShortPatience& operator=(const ShortPatience&) = delete;
+    ~ShortPatience();
+
+   private:
+    SqliteFile& file_;
+  };
+
   // Both run `work`, which returns an SQLite result code, and are true when that and all around it
   // went well. open() must have succeeded. transact() makes it one transaction.
   bool read(const std::function<int(sqlite3*)>& work, DeferredLog& log);
@@ -75,6 +88,7 @@ class SqliteFile {
     }
   };
 
+  void setPatience(std::chrono::milliseconds patience);
   bool tryOpen(DeferredLog& log);
   int openDatabase();
   int checkTable();
@@ -88,6 +102,7 @@ class SqliteFile {
   const std::string table_;
   const Durability durability_;
   std::unique_ptr<sqlite3, Closer> database_;
+  std::chrono::milliseconds patience_;
   int generation_ = 0;
   bool failing_ = false;    // A lasting failure is logged once.
   bool isSuspect_ = false;  // It looked damaged once, and nothing could be written since.

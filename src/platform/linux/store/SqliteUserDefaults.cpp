@@ -114,25 +114,66 @@ bool SqliteUserDefaults::synchronize() {
   return false;
 }
 
-Value SqliteUserDefaults::modify(std::string_view key, const ValueChange& change) {
-  DeferredLog log(*log_);
+// Reads and writes the values in memory, with mutex_ held.
+class SqliteUserDefaults::MemoryEdit final : public Edit {
+ public:
+  explicit MemoryEdit(SqliteUserDefaults& defaults) : defaults_(defaults) {}
+
+  std::optional<Value> get(std::string_view key) const override {
+    const auto found = defaults_.values_.find(key);
+    if (found == defaults_.values_.end()) return std::nullopt;
+    return found->second;
+  }
+  void set(std::string_view key, Value value) override {
+    defaults_.values_.insert_or_assign(std::string(key), value);
+    defaults_.uncommitted_.insert_or_assign(std::string(key), std::move(value));
+  }
+
+ private:
+  SqliteUserDefaults& defaults_;
+};
+
+void SqliteUserDefaults::applyInMemory(const Change& change) {
+  const std::lock_guard lock(mutex_);
+  MemoryEdit edit(*this);
+  change(edit);
+}
+
+void SqliteUserDefaults::update(const Change& change) {
   const std::lock_guard lock(fileMutex_);
-  std::optional<Value> result;
+  commitChange(change);
+}
+
+bool SqliteUserDefaults::updateWithin(std::chrono::milliseconds limit, const Change& change) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  std::unique_lock lock(fileMutex_, std::defer_lock);
+  if (!lock.try_lock_until(deadline)) {
+    applyInMemory(change);
+    scheduleFlush();
+    return false;
+  }
+  const auto left = deadline - std::chrono::steady_clock::now();
+  const SqliteFile::ShortPatience patience(
+      file_, std::chrono::duration_cast<std::chrono::milliseconds>(left));
+  return commitChange(change);
+}
+
+// With fileMutex_ held. Without a file the step is one for this process alone.
+bool SqliteUserDefaults::commitChange(const Change& change) {
+  DeferredLog log(*log_);
+  bool isApplied = false;
   const auto apply = [&] {
-    const std::lock_guard valuesLock(mutex_);
-    const auto found = values_.find(key);
-    result = change(found == values_.end() ? std::nullopt : std::optional(found->second));
-    values_.insert_or_assign(std::string(key), *result);
-    uncommitted_.insert_or_assign(std::string(key), *result);
+    applyInMemory(change);
+    isApplied = true;
   };
   bool isCommitted = commit(log, apply);
-  if (!result) apply();  // Without a file the step is one for this process alone.
+  if (!isApplied) apply();
   for (int attempt = 1; !isCommitted && attempt < SqliteFile::kAttempts; ++attempt) {
     if (!file_.canTryAgain()) break;
     isCommitted = commit(log);
   }
   if (!isCommitted) scheduleFlush();
-  return *result;
+  return isCommitted;
 }
 
 // Opens the file and takes over what it holds. False when it cannot be used now.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -32,7 +33,8 @@ class SqliteUserDefaults final : public UserDefaults,
   std::optional<Value> get(std::string_view key) const override;
   void set(std::string_view key, Value value) override;
   void remove(std::string_view key) override;
-  Value modify(std::string_view key, const ValueChange& change) override;
+  void update(const Change& change) override;
+  bool updateWithin(std::chrono::milliseconds limit, const Change& change) override;
   bool synchronize() override;
   void processIsExiting() override { synchronize(); }
 
@@ -43,7 +45,11 @@ class SqliteUserDefaults final : public UserDefaults,
   SqliteUserDefaults(std::string path, std::shared_ptr<SerialQueue> flushQueue,
                      std::shared_ptr<LogSink> log);
 
+  class MemoryEdit;
+
   void loadOnce() const;
+  void applyInMemory(const Change& change);
+  bool commitChange(const Change& change);
   void change(std::string_view key, std::optional<Value> value);
   void scheduleFlush();
   bool prepareFile(DeferredLog& log) const;
@@ -58,7 +64,7 @@ class SqliteUserDefaults final : public UserDefaults,
   std::atomic<bool> flushScheduled_ = false;
 
   // Taken first, and held while the disk is waited for.
-  mutable std::mutex fileMutex_;
+  mutable std::timed_mutex fileMutex_;
   mutable SqliteFile file_;
   mutable int knownGeneration_ = 0;
   mutable std::int64_t knownVersion_ = 0;  // Differs when another process has written.

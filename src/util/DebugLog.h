@@ -1,12 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
-#include "platform/LogSink.h"
 #include "util/Text.h"
 
 namespace quarnel {
@@ -16,7 +17,10 @@ namespace quarnel {
 // called.
 class DebugLog {
  public:
-  explicit DebugLog(LogSink& sink) : sink_(sink) {}
+  // Takes a line without a line break, on any thread.
+  using Sink = std::function<void(std::string_view line)>;
+
+  explicit DebugLog(Sink sink) : sink_(std::move(sink)) {}
 
   void setEnabled(bool enabled) { enabled_.store(enabled, std::memory_order_relaxed); }
   bool isEnabled() const { return enabled_.load(std::memory_order_relaxed); }
@@ -29,11 +33,11 @@ class DebugLog {
     line += operation;
     line += ' ';
     (append(line, parts), ...);
-    sink_.write(line);
+    sink_(line);
   }
 
   // Writes the line whatever the debug mode.
-  void always(std::string_view line) const { sink_.write(line); }
+  void always(std::string_view line) const { sink_(line); }
 
  private:
   template <typename Part>
@@ -47,7 +51,7 @@ class DebugLog {
     }
   }
 
-  LogSink& sink_;
+  const Sink sink_;
   std::atomic<bool> enabled_{false};
 };
 

@@ -1,4 +1,4 @@
-// Message digests, provided by the platform that the library is linked for.
+// Message digests. The platform adapter that the library is linked with implements them.
 #pragma once
 
 #include <array>

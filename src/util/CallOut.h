@@ -3,7 +3,7 @@
 #include <exception>
 #include <string_view>
 
-#include "platform/DebugLog.h"
+#include "util/DebugLog.h"
 
 namespace quarnel {
 
