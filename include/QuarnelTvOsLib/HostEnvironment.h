@@ -83,6 +83,10 @@ class QUARNEL_EXPORT HostEnvironment {
   // Asked at each launch; null means that there is no ad client. Default: none.
   void setAdClientProvider(std::function<std::shared_ptr<AdClient>()> provider);
 
+  // Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy)
+  // take effect. Default: they do.
+  void setUsesProxyEnvironment(bool uses);
+
   // Whether the user has a cloud identity on this device. Default: no.
   void setCloudIdentityProvider(std::function<bool()> provider);
 

@@ -113,6 +113,11 @@ typedef bool (*quarnel_cloud_identity_provider)(void* user);
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_cloud_identity_provider(
     quarnel_environment* environment, quarnel_cloud_identity_provider provider, void* user);
 
+// Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy) take
+// effect. Default: true.
+QUARNEL_EXPORT quarnel_status
+quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment, bool uses);
+
 // --- Platform ad client ------------------------------------------------------------------------
 
 // Answers whether this installation came from an ad. An operation that is not set is one that the

@@ -157,3 +157,8 @@ quarnel_status quarnel_environment_set_cloud_identity_provider(
     environmentOf(environment).setCloudIdentityProvider([=] { return provider(user); });
   });
 }
+
+quarnel_status quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment,
+                                                              bool uses) {
+  return guarded([&] { environmentOf(environment).setUsesProxyEnvironment(uses); });
+}

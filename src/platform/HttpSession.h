@@ -11,11 +11,17 @@
 
 namespace quarnel {
 
+// Whether an exchange may use a connection that an earlier one has left open. The server may close
+// such a connection at the very moment at which the request is sent, and the exchange fails. So
+// those that nobody sends again take a fresh one.
+enum class ConnectionUse { kReused, kFresh };
+
 struct HttpRequest {
   std::string method;
   std::string url;  // Percent-escaped; a session refuses what it cannot parse or what is not HTTPS.
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
+  ConnectionUse connection = ConnectionUse::kReused;
 };
 
 struct HttpResponse {
@@ -31,8 +37,9 @@ struct HttpResult {
 
 using HttpCompletion = std::function<void(const HttpResult&)>;
 
-// Sends requests without blocking. Every task completes exactly once, on the session's own serial
-// callback queue, never on the caller's thread.
+// Sends requests without blocking. One exchange is one request on the wire, and one more for each
+// redirect: nothing is sent again on its own. Every task completes exactly once, on the session's
+// own serial callback queue, never on the caller's thread.
 class HttpSession {
  public:
   virtual ~HttpSession() = default;
@@ -53,8 +60,8 @@ struct DownloadDelegate {
   std::function<void(const std::string& task, const std::optional<Error>& error)> didComplete;
 };
 
-// A session for requests whose answers are not of interest. Where the platform can, it completes
-// them after the application's end.
+// A session for requests whose answers are not of interest, each on a fresh connection. Where the
+// platform can, it completes them after the application's end.
 class BackgroundSession {
  public:
   virtual ~BackgroundSession() = default;

@@ -71,6 +71,7 @@ void QuarnelServerHandler::sendPOSTRequest(HttpSession& session, const DebugLog&
              "&sandbox=" + textEntry(parameters, "sandbox");
   log(kPostOperation, "url = ", post.url);
   post.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
+  post.connection = ConnectionUse::kFresh;
   if (const Value* data = parameters.find("data")) post.body = writeJson(*data).value_or("");
   log(kPostOperation, "Quarnel: sending request to server ");
   session.startDataTask(std::move(post), [&log, complitionBlock = std::move(complitionBlock)](

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -46,10 +48,21 @@ class HttpTest : public testing::Test {
     dispatcher_.stop();
   }
 
+  std::shared_ptr<CurlEngine> makeEngine(HttpRoute route, HttpLimits limits) {
+    return std::make_shared<CurlEngine>(std::move(route), pending_, limits);
+  }
+
+  // For other limits or another route, before the first exchange.
+  void useEngine(HttpRoute route, HttpLimits limits) {
+    route.authorityFile = directory_ / "ca.pem";
+    engine_ = makeEngine(std::move(route), limits);
+    network_ = std::make_unique<CurlNetwork>(engine_, dispatcher_);
+  }
+
   HttpResult fetch(HttpRequest request) {
     std::promise<HttpResult> promise;
     auto answer = promise.get_future();
-    network_.sharedSession().startDataTask(
+    network_->sharedSession().startDataTask(
         std::move(request), [&promise](const HttpResult& result) { promise.set_value(result); });
     return answer.get();
   }
@@ -61,8 +74,8 @@ class HttpTest : public testing::Test {
   std::shared_ptr<PendingWork> pending_ = std::make_shared<PendingWork>();
   LinuxDispatcher dispatcher_{nullptr, pending_, std::make_shared<RecordingLog>()};
   std::shared_ptr<CurlEngine> engine_ =
-      std::make_shared<CurlEngine>(directory_ / "ca.pem", pending_, HttpLimits{.stall = kStall});
-  CurlNetwork network_{engine_, dispatcher_};
+      makeEngine({.authorityFile = directory_ / "ca.pem"}, {.stall = kStall});
+  std::unique_ptr<CurlNetwork> network_ = std::make_unique<CurlNetwork>(engine_, dispatcher_);
 };
 
 TEST_F(HttpTest, AnyStatusIsAResponse) {
@@ -131,8 +144,8 @@ TEST_F(HttpTest, SilentHostHoldsUpNoOther) {
   TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
   std::atomic<int> failed = 0;
   for (int i = 0; i < kSilent; ++i) {
-    network_.sharedSession().startDataTask(post(silent.url("/")),
-                                           [&failed](const HttpResult&) { ++failed; });
+    network_->sharedSession().startDataTask(post(silent.url("/")),
+                                            [&failed](const HttpResult&) { ++failed; });
   }
   EXPECT_TRUE(fetch(post(server.url("/"))).response);
   EXPECT_LT(failed, kSilent / 2) << "it waited for its turn among the others";
@@ -170,11 +183,14 @@ TEST_F(HttpTest, FailedExchangesAreTransportErrors) {
        CURLE_PEER_FAILED_VERIFICATION},
       {"untrusted", untrusted, answering([](const auto&) { return reply("200 OK"); }),
        CURLE_PEER_FAILED_VERIFICATION},
-      {"plain redirect", localhost(),
-       answering([](const auto&) { return redirection("http://localhost:1/"); }),
-       CURLE_UNSUPPORTED_PROTOCOL},
-      {"redirect loop", localhost(), answering([](const auto&) { return redirection("/again"); }),
-       CURLE_TOO_MANY_REDIRECTS},
+      {"endless trailers", localhost(),
+       [&](Connection& c) {
+         if (!c.handshake() || !c.readRequest()) return;
+         c.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n");
+         const std::string trailer = "X-T: " + std::string(1000, 't') + "\r\n";
+         for (int sent = 0; sent < 1000 && c.send(trailer); ++sent) continue;
+       },
+       CURLE_FILESIZE_EXCEEDED},
       {"announced size", localhost(), answering([&](const auto&) { return reply("200 OK", huge); }),
        CURLE_FILESIZE_EXCEEDED},
       {"unannounced size", localhost(), afterRequest("HTTP/1.1 200 OK\r\n\r\n" + huge),
@@ -200,6 +216,140 @@ TEST_F(HttpTest, FailedExchangesAreTransportErrors) {
       EXPECT_EQ(result.error->code, each.code) << result.error->description;
     }
   }
+}
+
+// The server has got the request, and that is all that an answer says.
+TEST_F(HttpTest, RedirectThatCannotBeFollowedIsAnAnswer) {
+  for (const std::string to :
+       {"http://localhost:1/", "https://localhost:1/", "/again", "gopher:"}) {
+    TlsServer server(localhost(), answering([&](const auto&) { return redirection(to); }));
+    const HttpResult result = fetch(post(server.url("/")));
+    ASSERT_TRUE(result.response) << to << ": " << result.error->description;
+    EXPECT_EQ(result.response->status, 302) << to;
+  }
+}
+
+// A connection that dies when it is used again: the server may have got the request.
+TEST_F(HttpTest, NothingIsSentTwice) {
+  const struct {
+    const char* method;
+    std::string body;
+    ConnectionUse connection;
+    bool isAnswered;
+  } cases[] = {
+      {"GET", "", ConnectionUse::kReused, false},
+      {"POST", "", ConnectionUse::kReused, false},
+      {"POST", "body", ConnectionUse::kReused, false},
+      {"POST", std::string(1U << 20U, 'x'), ConnectionUse::kReused, false},
+      {"POST", "body", ConnectionUse::kFresh, true},
+  };
+  for (const auto& each : cases) {
+    std::atomic<int> requests = 0;
+    TlsServer server(localhost(), [&requests](Connection& connection) {
+      if (!connection.handshake() || !connection.readRequest()) return;
+      ++requests;
+      connection.send(reply("200 OK"));
+      if (connection.readRequest()) ++requests;
+    });
+    EXPECT_TRUE(fetch(post(server.url("/"))).response);
+    const HttpResult second = fetch({each.method, server.url("/"), {}, each.body, each.connection});
+    EXPECT_EQ(second.response.has_value(), each.isAnswered) << each.method << each.body.size();
+    EXPECT_EQ(requests, 2) << each.method << each.body.size();
+  }
+}
+
+TEST_F(HttpTest, ARedirectedBodyIsSentAgain) {
+  std::vector<std::string> seen;
+  TlsServer server(localhost(), answering([&seen](const std::string& request) {
+                     seen.push_back(request.substr(request.find("\r\n\r\n") + 4));
+                     return seen.size() == 1 ? "HTTP/1.1 307 There\r\nLocation: /there\r\n"
+                                               "Content-Length: 0\r\n\r\n"
+                                             : reply("200 OK");
+                   }));
+  const HttpResult result = fetch(post(server.url("/"), "the body"));
+  ASSERT_TRUE(result.response) << result.error->description;
+  EXPECT_EQ(result.response->status, 200);
+  EXPECT_EQ(seen, (std::vector<std::string>{"the body", "the body"}));
+}
+
+TEST_F(HttpTest, Http2RefusalsAreFailuresAndAnnouncedLimitsHold) {
+  constexpr int kHeaders = 1;
+  constexpr int kReset = 3;
+  constexpr int kGoAway = 7;
+  const std::string ok(1, '\x88');
+  const std::string refusedStream("\0\0\0\x07", 4);
+  const std::string nothingTaken(8, '\0');
+  const std::string oneStream("\0\x03\0\0\0\x01", 6);
+  const struct {
+    const char* what;
+    std::string settings;
+    std::function<std::string(int stream)> respond;
+    int answered;
+    int requests;
+  } cases[] = {
+      {"REFUSED_STREAM", "", [&](int id) { return frame(kReset, 0, id, refusedStream); }, 0, 20},
+      {"GOAWAY", "", [&](int) { return frame(kGoAway, 0, 0, nothingTaken); }, 0, 20},
+      {"one stream", oneStream, [&](int id) { return frame(kHeaders, 5, id, ok); }, 20, 20},
+  };
+  for (const auto& each : cases) {
+    std::atomic<int> requests = 0;
+    TlsServer server(localhost(),
+                     answeringHttp2(each.settings,
+                                    [&](int id) {
+                                      ++requests;
+                                      return each.respond(id);
+                                    }),
+                     TlsServer::Port::kClosed);
+    server.chooseHttp2();
+    server.open();
+    std::atomic<int> answered = 0;
+    Counter ended;
+    constexpr int kRequests = 20;
+    for (int i = 0; i < kRequests; ++i) {
+      network_->sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
+        if (result.response) ++answered;
+        ended.add();
+      });
+    }
+    ASSERT_TRUE(ended.waitFor(kRequests)) << each.what;
+    EXPECT_EQ(answered, each.answered) << each.what;
+    EXPECT_LE(requests, each.requests) << each.what;
+    EXPECT_GT(requests, 0) << each.what;
+  }
+}
+
+TEST_F(HttpTest, AnExchangeHasALimitAsAWhole) {
+  useEngine({}, {.exchange = std::chrono::seconds(0), .bytesPerSecond = 1U << 30U});
+  TlsServer server(localhost(), [](Connection& connection) {
+    if (!connection.handshake() || !connection.readRequest()) return;
+    connection.send("HTTP/1.1 200 OK\r\n\r\n");
+    while (connection.send("x")) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  });
+  const HttpResult result = fetch(post(server.url("/")));
+  ASSERT_TRUE(result.error);
+  EXPECT_EQ(result.error->code, CURLE_OPERATION_TIMEDOUT) << result.error->description;
+}
+
+TEST_F(HttpTest, SecretsStayInTheProcess) {
+  const std::string path = directory_ / "secrets";
+  ::setenv("SSLKEYLOGFILE", path.c_str(), 1);
+  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
+  EXPECT_TRUE(fetch(post(server.url("/"))).response);
+  ::unsetenv("SSLKEYLOGFILE");
+  std::error_code error;
+  const auto written = std::filesystem::file_size(path, error);
+  EXPECT_TRUE(error || written == 0) << written;
+}
+
+TEST_F(HttpTest, ProxyVariablesTakeEffectUnlessTheHostSaysNo) {
+  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
+  ::setenv("https_proxy", "http://127.0.0.1:1", 1);
+  for (const bool usesProxy : {true, false}) {
+    useEngine({.usesProxyEnvironment = usesProxy}, {});
+    EXPECT_EQ(fetch(post(server.url("/"))).response.has_value(), !usesProxy);
+    engine_->stop();
+  }
+  ::unsetenv("https_proxy");
 }
 
 TEST_F(HttpTest, AcceptsTheLargestBodyAndTheLongestChainOfRedirects) {
@@ -237,7 +387,7 @@ TEST_F(HttpTest, RefusesWhatCannotBeSentWithoutConnecting) {
   for (const HttpRequest& request : cases) {
     std::promise<std::thread::id> completed;
     std::promise<void> returned;
-    network_.sharedSession().startDataTask(
+    network_->sharedSession().startDataTask(
         request, [&, mayRun = returned.get_future().share()](const HttpResult& result) {
           // Would wait for ever if it ran before startDataTask returns.
           mayRun.wait();
@@ -269,7 +419,7 @@ TEST_F(HttpTest, UsesFourConnectionsAndCompletesSerially) {
   std::atomic<int> inCompletion = 0;
   Counter completed;
   for (int i = 0; i < kRequests; ++i) {
-    network_.sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
+    network_->sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
       EXPECT_EQ(++inCompletion, 1);
       EXPECT_TRUE(result.response);
       --inCompletion;
@@ -301,7 +451,7 @@ TEST_F(HttpTest, BackgroundSessionTellsOfEachTransfer) {
       done.set_value();
     };
     // The session itself need not outlive its tasks.
-    network_.makeBackgroundSession({"test"}, delegate)->startDownloadTask(post(server.url("/s")));
+    network_->makeBackgroundSession({"test"}, delegate)->startDownloadTask(post(server.url("/s")));
     done.get_future().wait();
     EXPECT_EQ(told, each.told + "POST " + server.url("/s"));
   }
@@ -314,8 +464,8 @@ TEST_F(HttpTest, StopDropsWhatIsInFlight) {
     connection.waitForEnd();
   });
   std::atomic<bool> completed = false;
-  network_.sharedSession().startDataTask(post(server.url("/")),
-                                         [&](const HttpResult&) { completed = true; });
+  network_->sharedSession().startDataTask(post(server.url("/")),
+                                          [&](const HttpResult&) { completed = true; });
   ASSERT_TRUE(asked.waitFor(1));
   EXPECT_FALSE(pending_->waitUntilNone(std::chrono::milliseconds(0)));
   engine_->stop();

@@ -37,6 +37,8 @@ class Connection {
   bool handshake();
   // A whole request with its body; absent when the client has gone.
   std::optional<std::string> readRequest();
+  // So many bytes; absent when the client has gone.
+  std::optional<std::string> read(std::size_t size);
   bool send(const std::string& bytes);
   // A byte as it comes over the wire; false when the client has gone.
   bool receiveRawByte();
@@ -63,6 +65,8 @@ class TlsServer {
   TlsServer& operator=(const TlsServer&) = delete;
   ~TlsServer();
 
+  // From the next connection on the server speaks HTTP/2.
+  void chooseHttp2();
   void open();
   int port() const { return port_; }
   std::string url(const std::string& path) const;
@@ -84,5 +88,13 @@ class TlsServer {
 
 // A handler that answers every request with what `respond` makes of it.
 TlsServer::Handler answering(std::function<std::string(const std::string& request)> respond);
+
+// A handler that speaks HTTP/2: it sends the settings, and then for each request what `respond`
+// makes of its stream's number.
+TlsServer::Handler answeringHttp2(const std::string& settings,
+                                  std::function<std::string(int stream)> respond);
+
+// A frame of HTTP/2.
+std::string frame(int type, int flags, int stream, const std::string& payload);
 
 }  // namespace quarnel::test

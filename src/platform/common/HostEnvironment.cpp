@@ -80,6 +80,8 @@ void HostEnvironment::setAdClientProvider(std::function<std::shared_ptr<AdClient
   options_->adClient = std::move(provider);
 }
 
+void HostEnvironment::setUsesProxyEnvironment(bool uses) { options_->usesProxyEnvironment = uses; }
+
 void HostEnvironment::setCloudIdentityProvider(std::function<bool()> provider) {
   options_->hasCloudIdentity = std::move(provider);
 }

@@ -5,14 +5,16 @@
 namespace quarnel {
 namespace {
 
-// Far beyond any sensible wait, and far from overflowing the clock.
+// Far beyond any sensible wait, and far from overflowing the clock, as any negative one must be.
+constexpr std::chrono::milliseconds kNoWait{0};
 constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(24 * 365);
 
 }  // namespace
 
 bool PendingWork::waitUntilNone(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
-  return none_.wait_for(lock, std::min(timeout, kLongestWait), [this] { return count_ == 0; });
+  return none_.wait_for(lock, std::clamp(timeout, kNoWait, kLongestWait),
+                        [this] { return count_ == 0; });
 }
 
 void PendingWork::add() {

@@ -84,7 +84,8 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
       keychainFile_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""),
                     *adapterLog_),
       mirroredKeychain_(makeMirroredKeychain(options, keychainFile_, dispatcher_)),
-      engine_(std::make_shared<CurlEngine>(options.certificateAuthorityFile, pending_)),
+      engine_(std::make_shared<CurlEngine>(
+          HttpRoute{options.certificateAuthorityFile, options.usesProxyEnvironment}, pending_)),
       network_(engine_, dispatcher_) {}
 
 LinuxPlatform::~LinuxPlatform() {

@@ -20,12 +20,11 @@ Error endOfProcess() { return transportError(CURLE_ABORTED_BY_CALLBACK, "The pro
 
 }  // namespace
 
-CurlEngine::CurlEngine(std::optional<std::string> authorityFile,
-                       std::shared_ptr<PendingWork> pending, HttpLimits limits)
+CurlEngine::CurlEngine(HttpRoute route, std::shared_ptr<PendingWork> pending, HttpLimits limits)
     : pending_(std::move(pending)),
       limits_(limits),
       outstanding_({limits.exchanges, limits.requestBodies}),
-      transfers_(std::move(authorityFile), limits) {}
+      transfers_(std::move(route), limits) {}
 
 CurlEngine::~CurlEngine() { stop(); }
 
@@ -113,6 +112,9 @@ void CurlEngine::makeMulti() {
   if (multi_ && ::curl_multi_wakeup(multi_.get()) != CURLM_OK) multi_.reset();
   if (!multi_) return;
   ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits_.connectionsPerHost);
+  // One exchange at a time on a connection, with HTTP/2 too: with several, libcurl loses exchanges
+  // on servers that announce a limit of few streams.
+  ::curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
   const std::lock_guard lock(mutex_);
   wakeable_ = multi_.get();
 }

@@ -19,8 +19,7 @@ namespace quarnel {
 // Runs all HTTP exchanges of the process on one thread, which starts with the first of them.
 class CurlEngine final : public ExitParticipant, public std::enable_shared_from_this<CurlEngine> {
  public:
-  CurlEngine(std::optional<std::string> authorityFile, std::shared_ptr<PendingWork> pending,
-             HttpLimits limits = {});
+  CurlEngine(HttpRoute route, std::shared_ptr<PendingWork> pending, HttpLimits limits = {});
   CurlEngine(const CurlEngine&) = delete;
   CurlEngine& operator=(const CurlEngine&) = delete;
   ~CurlEngine() override;

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlExchange.h"
 
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -32,6 +33,13 @@ curl_socket_t openSocket(void* /*context*/, curlsocktype /*purpose*/, curl_socka
 const char* systemAuthorityFile() {
   const char* const file = ::curl_version_info(CURLVERSION_NOW)->cainfo;
   return file != nullptr && ::access(file, R_OK) == 0 ? file : nullptr;
+}
+
+// libcurl would write the secrets of its connections to the file that SSLKEYLOGFILE names, a
+// variable of the application's environment.
+CURLcode keepSecrets(CURL* /*handle*/, void* context, void* /*data*/) {
+  ::SSL_CTX_set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
+  return CURLE_OK;
 }
 
 // What would end the header, or the text as libcurl sees it, and let the rest be something else.
@@ -114,8 +122,7 @@ bool CurlExchange::appendHeader(const std::string& line) {
   return true;
 }
 
-CurlHandle CurlExchange::makeHandle(const std::optional<std::string>& authorityFile,
-                                    const HttpLimits& limits) {
+CurlHandle CurlExchange::makeHandle(const HttpRoute& route, const HttpLimits& limits) {
   CurlHandle handle(::curl_easy_init());
   CURL* const curl = handle.get();
   if (curl == nullptr) return handle;
@@ -131,7 +138,10 @@ CurlHandle CurlExchange::makeHandle(const std::optional<std::string>& authorityF
   ::curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMostRedirects);
   ::curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
   ::curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  if (const char* file = authorityFile ? authorityFile->c_str() : systemAuthorityFile()) {
+  if (!route.usesProxyEnvironment) ::curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  ::curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &keepSecrets);
+  if (const char* file =
+          route.authorityFile ? route.authorityFile->c_str() : systemAuthorityFile()) {
     ::curl_easy_setopt(curl, CURLOPT_CAINFO, file);
     // Else the system's directory of authorities would be trusted beside a file of the
     // application. Beside the system's file it holds the same, and with a directory libcurl does
@@ -143,12 +153,17 @@ CurlHandle CurlExchange::makeHandle(const std::optional<std::string>& authorityF
   ::curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, stall);
   ::curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
   ::curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, stall);
+  ::curl_easy_setopt(curl, CURLOPT_MAXAGE_CONN, static_cast<long>(limits.idleConnection.count()));
+  ::curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, &CurlExchange::beginRequest);
+  ::curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &CurlExchange::watchTime);
+  ::curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
   return handle;
 }
 
-void CurlExchange::attach(CurlHandle handle, std::size_t bodyLimit) {
+void CurlExchange::attach(CurlHandle handle, const HttpLimits& limits) {
   handle_ = std::move(handle);
-  bodyLimit_ = bodyLimit;
+  limits_ = limits;
+  begun_ = std::chrono::steady_clock::now();
   CURL* const curl = handle_.get();
   ::curl_easy_setopt(curl, CURLOPT_CURLU, url_.get());
   if (request_.method == "POST") {
@@ -161,16 +176,55 @@ void CurlExchange::attach(CurlHandle handle, std::size_t bodyLimit) {
   }
   ::curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers_.get());
   ::curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText_);
+  const long isFresh = request_.connection == ConnectionUse::kFresh ? 1L : 0L;
+  ::curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, isFresh);
+  ::curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, isFresh);
+  ::curl_easy_setopt(curl, CURLOPT_PREREQDATA, this);
+  ::curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
   ::curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
   ::curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
 }
 
-// libcurl takes a connection that ends within the head for a response without a body.
+// libcurl calls this before each request, also before one that it would send again because a
+// connection that it had used before has died, or because the server has refused the stream. The
+// server may have got the first one, so there is no second one until a response head has come.
+int CurlExchange::beginRequest(void* exchange, char* /*address*/, char* /*localAddress*/,
+                               int /*port*/, int /*localPort*/) {
+  auto& self = *static_cast<CurlExchange*>(exchange);
+  if (std::exchange(self.isRequestSent_, true)) {
+    self.refusal_ = transportError(CURLE_GOT_NOTHING, "The connection ended before a response");
+    return CURL_PREREQFUNC_ABORT;
+  }
+  return CURL_PREREQFUNC_OK;
+}
+
+// Called whenever bytes have moved, and every second.
+int CurlExchange::watchTime(void* exchange, curl_off_t /*toReceive*/, curl_off_t received,
+                            curl_off_t /*toSend*/, curl_off_t sent) {
+  auto& self = *static_cast<CurlExchange*>(exchange);
+  const auto moved = static_cast<std::size_t>(received + sent) + self.headSize_;
+  const auto allowed =
+      self.limits_.exchange + std::chrono::seconds(moved / self.limits_.bytesPerSecond);
+  if (std::chrono::steady_clock::now() - self.begun_ <= allowed) return 0;
+  self.refusal_ = transportError(CURLE_OPERATION_TIMEDOUT, "The exchange took too long");
+  return 1;
+}
+
+// Also called for trailers. libcurl takes a connection that ends within the head for a response
+// without a body.
 std::size_t CurlExchange::receiveHeader(char* line, std::size_t size, std::size_t count,
                                         void* exchange) {
   auto& self = *static_cast<CurlExchange*>(exchange);
   const std::string_view text(line, size * count);
-  if (text.substr(0, 5) == "HTTP/") self.headComplete_ = false;
+  self.headSize_ += text.size();
+  if (self.headSize_ > self.limits_.responseHead) {
+    self.refusal_ = transportError(CURLE_FILESIZE_EXCEEDED, "The response head is too large");
+    return 0;
+  }
+  if (text.substr(0, 5) == "HTTP/") {
+    self.headComplete_ = false;
+    self.isRequestSent_ = false;
+  }
   if (text == "\r\n" || text == "\n") self.headComplete_ = true;
   return text.size();
 }
@@ -179,8 +233,10 @@ std::size_t CurlExchange::receive(char* data, std::size_t size, std::size_t coun
   auto& self = *static_cast<CurlExchange*>(exchange);
   const std::size_t length = size * count;
   // The announced length was checked by libcurl, but there may be none.
-  self.bodyTooLarge_ = length > self.bodyLimit_ - self.response_.body.size();
-  if (self.bodyTooLarge_) return 0;
+  if (length > self.limits_.responseBody - self.response_.body.size()) {
+    self.refusal_ = transportError(CURLE_FILESIZE_EXCEEDED);
+    return 0;
+  }
   try {
     self.response_.body.append(data, length);
   } catch (const std::bad_alloc&) {
@@ -189,17 +245,29 @@ std::size_t CurlExchange::receive(char* data, std::size_t size, std::size_t coun
   return length;
 }
 
+// A redirect that cannot be followed is an answer: the server has got the request.
+bool CurlExchange::endedAtRedirect() const {
+  constexpr int kFirstRedirect = 300;
+  constexpr int kLastRedirect = 399;
+  const int status = responseStatus();
+  return headComplete_ && !isRequestSent_ && status >= kFirstRedirect && status <= kLastRedirect;
+}
+
+int CurlExchange::responseStatus() const {
+  long status = 0;
+  ::curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+  return static_cast<int>(status);
+}
+
 void CurlExchange::finish(CURLcode code) {
-  if (bodyTooLarge_) {
-    fail(transportError(CURLE_FILESIZE_EXCEEDED));
-  } else if (code != CURLE_OK) {
+  if (refusal_) {
+    fail(*std::move(refusal_));
+  } else if (code != CURLE_OK && !endedAtRedirect()) {
     fail(transportError(code, errorText_));
   } else if (!headComplete_) {
     fail(transportError(CURLE_RECV_ERROR, "The connection ended within the response head"));
   } else {
-    long status = 0;
-    ::curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
-    response_.status = static_cast<int>(status);
+    response_.status = responseStatus();
     done_({.response = std::move(response_), .error = std::nullopt});
   }
 }

@@ -1,19 +1,39 @@
 #include "platform/linux/http/CurlNetwork.h"
 
+#include <exception>
 #include <utility>
 
 namespace quarnel {
+namespace {
+
+// One that throws must not keep the others from being called.
+void callCompletion(const HttpCompletion& completion, const HttpResult& result) {
+  try {
+    completion(result);
+  } catch (const std::exception&) {
+    // As with a task of its own: the queue would drop the exception.
+  }
+}
+
+}  // namespace
 
 CurlSession::CurlSession(std::shared_ptr<CurlEngine> engine,
                          std::shared_ptr<SerialQueue> callbackQueue)
-    : engine_(std::move(engine)), callbackQueue_(std::move(callbackQueue)) {}
+    : engine_(std::move(engine)), outcomes_(std::make_shared<Outcomes>()) {
+  outcomes_->queue = std::move(callbackQueue);
+}
 
 void CurlSession::startDataTask(HttpRequest request, HttpCompletion completion) {
   // The completion moves along, so that what it owns is released on the callback queue too.
-  engine_->start(std::move(request), [queue = callbackQueue_, completion = std::move(completion)](
+  engine_->start(std::move(request), [outcomes = outcomes_, completion = std::move(completion)](
                                          HttpResult result) mutable {
-    queue->post(
-        [completion = std::move(completion), result = std::move(result)] { completion(result); });
+    outcomes->arrived.put({std::move(completion), std::move(result)}, [&outcomes] {
+      outcomes->queue->post([outcomes] {
+        for (Outcomes::Outcome& outcome : outcomes->arrived.takeAll()) {
+          callCompletion(outcome.completion, outcome.result);
+        }
+      });
+    });
   });
 }
 
@@ -25,6 +45,7 @@ CurlBackgroundSession::CurlBackgroundSession(std::shared_ptr<CurlEngine> engine,
       delegate_(std::make_shared<const DownloadDelegate>(std::move(delegate))) {}
 
 void CurlBackgroundSession::startDownloadTask(HttpRequest request) {
+  request.connection = ConnectionUse::kFresh;
   const std::string task = request.method + " " + request.url;
   engine_->start(std::move(request),
                  [queue = callbackQueue_, delegate = delegate_, task](HttpResult result) {

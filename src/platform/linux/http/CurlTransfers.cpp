@@ -5,22 +5,13 @@
 namespace quarnel {
 namespace {
 
-// With HTTP/2 a connection serves several at a time.
-constexpr long kMultiplexedTransfers = 16;
-
 // A handle keeps some ten kilobytes.
 constexpr std::size_t kMostIdleHandles = 4;
 
-bool usedHttp2(CURL* handle) {
-  long version = CURL_HTTP_VERSION_NONE;
-  ::curl_easy_getinfo(handle, CURLINFO_HTTP_VERSION, &version);
-  return version == CURL_HTTP_VERSION_2_0;
-}
-
 }  // namespace
 
-CurlTransfers::CurlTransfers(std::optional<std::string> authorityFile, HttpLimits limits)
-    : authorityFile_(std::move(authorityFile)), limits_(limits) {}
+CurlTransfers::CurlTransfers(HttpRoute route, HttpLimits limits)
+    : route_(std::move(route)), limits_(limits) {}
 
 void CurlTransfers::add(CURLM* multi, ExchangePointer exchange) {
   if (auto error = exchange->parse()) {
@@ -32,14 +23,10 @@ void CurlTransfers::add(CURLM* multi, ExchangePointer exchange) {
   startWaiting(multi, host);
 }
 
-long CurlTransfers::transfersAtATime(const Line& line) const {
-  return line.isMultiplexed ? kMultiplexedTransfers : limits_.connectionsPerHost;
-}
-
 void CurlTransfers::startWaiting(CURLM* multi, const std::string& host) {
   const auto found = lines_.find(host);
   Line& line = found->second;
-  while (line.active < transfersAtATime(line) && !line.waiting.empty()) {
+  while (line.active < limits_.connectionsPerHost && !line.waiting.empty()) {
     ExchangePointer exchange = std::move(line.waiting.front());
     line.waiting.pop_front();
     if (start(multi, std::move(exchange))) ++line.active;
@@ -50,7 +37,7 @@ void CurlTransfers::startWaiting(CURLM* multi, const std::string& host) {
 // False when the exchange has failed at once.
 bool CurlTransfers::start(CURLM* multi, ExchangePointer exchange) {
   CurlHandle handle = takeHandle();
-  if (handle) exchange->attach(std::move(handle), limits_.responseBody);
+  if (handle) exchange->attach(std::move(handle), limits_);
   if (exchange->handle() == nullptr ||
       ::curl_multi_add_handle(multi, exchange->handle()) != CURLM_OK) {
     exchange->fail(transportError(CURLE_OUT_OF_MEMORY));
@@ -67,14 +54,12 @@ void CurlTransfers::completeFinished(CURLM* multi) {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* const handle = message->easy_handle;
     const CURLcode code = message->data.result;
-    const bool isHttp2 = usedHttp2(handle);
     ::curl_multi_remove_handle(multi, handle);
     const ExchangePointer exchange = std::move(active_.extract(handle).mapped());
     exchange->finish(code);
     giveBack(exchange->detach());
     Line& line = lines_.at(exchange->host());
     --line.active;
-    line.isMultiplexed = isHttp2;
     startWaiting(multi, exchange->host());
   }
 }
@@ -102,7 +87,7 @@ void CurlTransfers::drop(CURLM* multi) {
 }
 
 CurlHandle CurlTransfers::takeHandle() {
-  if (idle_.empty()) return CurlExchange::makeHandle(authorityFile_, limits_);
+  if (idle_.empty()) return CurlExchange::makeHandle(route_, limits_);
   CurlHandle handle = std::move(idle_.back());
   idle_.pop_back();
   return handle;

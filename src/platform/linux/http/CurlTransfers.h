@@ -20,7 +20,7 @@ namespace quarnel {
 // on the network thread only.
 class CurlTransfers {
  public:
-  CurlTransfers(std::optional<std::string> authorityFile, HttpLimits limits);
+  CurlTransfers(HttpRoute route, HttpLimits limits);
 
   // Starts the exchange now, or as soon as it is its turn.
   void add(CURLM* multi, std::unique_ptr<CurlExchange> exchange);
@@ -42,17 +42,15 @@ class CurlTransfers {
 
   struct Line {
     long active = 0;
-    bool isMultiplexed = false;
     std::deque<ExchangePointer> waiting;
   };
 
-  long transfersAtATime(const Line& line) const;
   void startWaiting(CURLM* multi, const std::string& host);
   bool start(CURLM* multi, ExchangePointer exchange);
   CurlHandle takeHandle();
   void giveBack(CurlHandle handle);
 
-  const std::optional<std::string> authorityFile_;
+  const HttpRoute route_;
   const HttpLimits limits_;
   std::map<std::string, Line> lines_;  // By host; only of those that have exchanges.
   std::unordered_map<CURL*, ExchangePointer> active_;
