@@ -283,9 +283,10 @@ TEST(UrlTest, Parts) {
 
 TEST(TextTest, EscapesComeBack) {
   const std::pair<const char*, const char*> rows[] = {
-      {"%41%4a%4A", "AJJ"}, {"%c3%A9", "é"},  {"a+b", "a+b"},   {"%%", nullptr},
-      {"%4", nullptr},      {"%", nullptr},   {"%4g", nullptr}, {"%g4", nullptr},
-      {"%:0", nullptr},     {"%FF", nullptr}, {"%/0", nullptr}, {"%af%", nullptr}};
+      {"%41%4a%4A", "AJJ"}, {"%6f%6F%30%39", "oo09"}, {"%c3%A9", "é"},  {"a+b", "a+b"},
+      {"%%", nullptr},      {"%4", nullptr},          {"%", nullptr},   {"%4g", nullptr},
+      {"%g4", nullptr},     {"%:0", nullptr},         {"%FF", nullptr}, {"%/0", nullptr},
+      {"%af%", nullptr}};
   for (const auto& [text, plain] : rows) {
     EXPECT_EQ(unescapeUrl(text).value_or("none"), plain != nullptr ? plain : "none") << text;
   }
@@ -299,6 +300,66 @@ TEST(TextTest, EscapesComeBack) {
   EXPECT_EQ(integerValue("-9223372036854775808"), INT64_MIN);
   EXPECT_EQ(textOrNull(std::nullopt), "(null)");
   EXPECT_EQ(validUtf8(std::optional<std::string>("a\x80")), "a\xEF\xBF\xBD");
+}
+
+// Applications rely on this too.
+TEST(SimulatedPlatformTest, OnlyASuddenEndLosesWhatWasNotSynchronised) {
+  testing::SimulatedPlatform platform;
+  UserDefaults& defaults = portsOf(platform).userDefaults();
+  platform.userDefaults() = {{"changed", 1}, {"removed", 1}};
+  const auto change = [&] {
+    defaults.set("synchronised", 1);
+    defaults.synchronize();
+    defaults.set("changed", 2);
+    defaults.set("changed", 3);
+    defaults.set("new", 1);
+    defaults.remove("removed");
+  };
+  change();
+  platform.killApplication();
+  const std::map<std::string, Value> lost{{"changed", 1}, {"removed", 1}, {"synchronised", 1}};
+  EXPECT_EQ(platform.userDefaults(), lost);
+  change();
+  platform.restartApplication();
+  platform.killApplication();
+  const std::map<std::string, Value> kept{{"changed", 3}, {"new", 1}, {"synchronised", 1}};
+  EXPECT_EQ(platform.userDefaults(), kept);
+}
+
+// A background session beside a log line: what happened, as a whole.
+TEST(SimulatedPlatformTest, JournalKeepsOrderQueueAndMoment) {
+  SimulatedPorts ports;
+  auto& dispatcher = ports.simulatedDispatcher;
+  const auto record = [&dispatcher](const std::string& text) {
+    dispatcher.record(testing::Journal::Kind::kCallback, text);
+  };
+  const auto session = ports.network().makeBackgroundSession(
+      {"id", false, true}, {[&] { record("finished"); },
+                            [&](const std::string&, const std::optional<Error>& error) {
+                              record(error ? "failed" : "complete");
+                            }});
+  const auto queue = dispatcher.makeSerialQueue("work");
+  queue->postAfter(seconds(1), [&] {
+    ports.log.write("line");
+    session->startDownloadTask({"GET", "https://h/1", {}, ""});
+    session->startDownloadTask({"GET", "http://h/2", {}, ""});
+  });
+  dispatcher.setNow(Date());
+  dispatcher.advance(seconds(2));
+  const Lines expected{"1.000000 work: log line",
+                       "1.000000 work: http GET https://h/1",
+                       "1.000000 work: http GET http://h/2",
+                       "1.000000 background session: http 200 GET https://h/1",
+                       "1.000000 background session: callback finished",
+                       "1.000000 background session: callback complete",
+                       "1.000000 background session: http failure GET http://h/2",
+                       "1.000000 background session: callback failed"};
+  EXPECT_EQ(journalOf(ports), expected);
+  EXPECT_EQ(dispatcher.labels(), (Lines{"main", "work"}));
+  const auto& configuration = ports.simulatedNetwork.backgroundSessions().at(0);
+  EXPECT_EQ(configuration.identifier, "id");
+  EXPECT_FALSE(configuration.allowsCellularAccess);
+  EXPECT_TRUE(configuration.sessionSendsLaunchEvents);
 }
 
 TEST(DictionaryTest, NeverStoresAnAbsentValue) {
