@@ -13,7 +13,7 @@ SimulatedDevice::SimulatedDevice(const HostOptions& options) : bundle(options.bu
   facts.preferredLanguages = {"en-US", "de-DE"};
   facts.countryCode = "US";
   for (const auto& [field, value] : options.deviceFacts) overrideDeviceFact(facts, field, value);
-  if (options.wifi) hasWifi = *options.wifi;
+  setWifi(options.wifi.value_or(true));
   if (!bundle.bundleIdentifier) bundle.bundleIdentifier = "example.quarnel.simulated";
   if (bundle.hasInfoDictionary) return;
   bundle.hasInfoDictionary = true;
@@ -22,10 +22,9 @@ SimulatedDevice::SimulatedDevice(const HostOptions& options) : bundle(options.bu
   bundle.shortVersion = "1.2";
 }
 
-std::optional<std::vector<NetworkInterface>> SimulatedDevice::list() const {
-  std::vector<NetworkInterface> interfaces{{"lo0", true, true}};
-  if (hasWifi) interfaces.push_back({"en0", true, false});
-  return interfaces;
+void SimulatedDevice::setWifi(bool hasWifi) {
+  interfaces = {{"lo0", true, true}};
+  if (hasWifi) interfaces->push_back({"en0", true, false});
 }
 
 std::optional<AdvertisingIdentity> SimulatedHostServices::advertisingIdentity() const {
@@ -45,7 +44,13 @@ bool SimulatedHostServices::hasCloudIdentity() const {
   return options_.hasCloudIdentity && options_.hasCloudIdentity();
 }
 
+void SimulatedLog::write(std::string_view line) {
+  dispatcher_.record(Journal::Kind::kLog, std::string(line));
+  lines.push_back({std::string(line), dispatcher_.currentQueue()});
+}
+
 std::uint32_t SimulatedRandom::uniform(std::uint32_t bound) {
+  bounds.push_back(bound);
   if (numbers.empty()) return 0;
   const std::uint32_t number = numbers.front();
   numbers.pop_front();
@@ -59,6 +64,12 @@ void SimulatedNotificationCenter::addObserver(std::string_view name, Observer ob
 void SimulatedNotificationCenter::post(std::string_view name, const Value& userInfo) {
   const auto [first, last] = observers_.equal_range(std::string(name));
   for (auto entry = first; entry != last; ++entry) entry->second(userInfo);
+}
+
+std::vector<std::string> SimulatedNotificationCenter::observedNames() const {
+  std::vector<std::string> names;
+  for (const auto& [name, observer] : observers_) names.push_back(name);
+  return names;
 }
 
 }  // namespace quarnel::testing

@@ -27,11 +27,14 @@ class SimulatedDevice : public Device, public NetworkInterfaces {
   bool isMultitaskingSupported() const override { return facts.isMultitaskingSupported; }
   std::optional<std::string> systemVersion() const override { return facts.systemVersion; }
   BundleFacts mainBundle() const override { return bundle; }
-  std::optional<std::vector<NetworkInterface>> list() const override;
+  std::optional<std::vector<NetworkInterface>> list() const override { return interfaces; }
+
+  // With or without the interface of a wireless network, beside the loopback interface.
+  void setWifi(bool hasWifi);
 
   DeviceFacts facts;
   BundleFacts bundle;
-  bool hasWifi = true;
+  std::optional<std::vector<NetworkInterface>> interfaces;
 };
 
 // What the host environment provides.
@@ -49,20 +52,19 @@ class SimulatedHostServices : public HostServices {
 
 class SimulatedLog : public LogSink {
  public:
-  explicit SimulatedLog(const SimulatedDispatcher& dispatcher) : dispatcher_(dispatcher) {}
-  void write(std::string_view line) override {
-    lines.push_back({std::string(line), dispatcher_.currentQueue()});
-  }
+  explicit SimulatedLog(SimulatedDispatcher& dispatcher) : dispatcher_(dispatcher) {}
+  void write(std::string_view line) override;
   std::vector<RecordedLine> lines;
 
  private:
-  const SimulatedDispatcher& dispatcher_;
+  SimulatedDispatcher& dispatcher_;
 };
 
 class SimulatedRandom : public Random {
  public:
   std::uint32_t uniform(std::uint32_t bound) override;
   std::deque<std::uint32_t> numbers;
+  std::vector<std::uint32_t> bounds;  // What was asked for.
 };
 
 class SimulatedNotificationCenter : public NotificationCenter {
@@ -70,6 +72,7 @@ class SimulatedNotificationCenter : public NotificationCenter {
   void addObserver(std::string_view name, Observer observer) override;
   void post(std::string_view name, const Value& userInfo) override;
   void removeObservers() { observers_.clear(); }
+  std::vector<std::string> observedNames() const;
 
  private:
   std::multimap<std::string, Observer> observers_;

@@ -1,6 +1,7 @@
 #include "SimulatedDispatcher.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace quarnel::testing {
 namespace {
@@ -29,11 +30,25 @@ class SimulatedQueue : public SerialQueue {
 SimulatedDispatcher::SimulatedDispatcher() : start_(kStart), mainQueue_(makeSerialQueue("main")) {}
 
 std::shared_ptr<SerialQueue> SimulatedDispatcher::makeSerialQueue(std::string label) {
+  labels_.push_back(label);
   return std::make_shared<SimulatedQueue>(*this, std::move(label));
 }
 
 Date SimulatedDispatcher::now() const {
   return start_ + std::chrono::duration_cast<Date::duration>(elapsed_);
+}
+
+std::chrono::seconds SimulatedDispatcher::utcOffset(Date at) const {
+  const auto next = utcOffsets_.upper_bound(at);
+  return next == utcOffsets_.begin() ? std::chrono::seconds(0) : std::prev(next)->second;
+}
+
+void SimulatedDispatcher::setUtcOffset(std::chrono::seconds offset) {
+  utcOffsets_ = {{Date::min(), offset}};
+}
+
+void SimulatedDispatcher::record(Journal::Kind kind, std::string text) {
+  journal_.add(kind, std::move(text), currentQueue_, elapsed_);
 }
 
 void SimulatedDispatcher::setNow(Date now) { start_ += now - this->now(); }

@@ -4,7 +4,9 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "Journal.h"
 #include "platform/Clock.h"
 #include "platform/Dispatcher.h"
 
@@ -20,16 +22,27 @@ class SimulatedDispatcher final : public Dispatcher, public Clock {
   SerialQueue& mainQueue() override { return *mainQueue_; }
 
   Date now() const override;
-  std::chrono::seconds utcOffset(Date) const override { return utcOffset_; }
+  std::chrono::seconds utcOffset(Date at) const override;
 
   void setNow(Date now);
-  void setUtcOffset(std::chrono::seconds offset) { utcOffset_ = offset; }
+  // One offset for all time, or another one from a moment on.
+  void setUtcOffset(std::chrono::seconds offset);
+  void setUtcOffset(Date from, std::chrono::seconds offset) { utcOffsets_[from] = offset; }
+
   void post(const std::string& label, std::chrono::nanoseconds delay, Task task);
   void advance(std::chrono::nanoseconds by);
   bool runNext();
   bool isIdle() const { return tasks_.empty(); }
   const std::string& currentQueue() const { return currentQueue_; }
   void dropTasks() { tasks_.clear(); }
+
+  // The labels of all queues that were ever made, in that order; "main" is the first.
+  const std::vector<std::string>& labels() const { return labels_; }
+
+  // Writes down what happens now, on the queue that is running.
+  void record(Journal::Kind kind, std::string text);
+  const Journal& journal() const { return journal_; }
+  void clearJournal() { journal_.clear(); }
 
  private:
   struct Entry {
@@ -42,11 +55,13 @@ class SimulatedDispatcher final : public Dispatcher, public Clock {
 
   std::chrono::nanoseconds elapsed_{0};
   Date start_;
-  std::chrono::seconds utcOffset_{0};
+  std::map<Date, std::chrono::seconds> utcOffsets_;  // By the moment from which they hold.
   std::uint64_t posted_ = 0;
   std::map<Key, Entry> tasks_;
   std::string currentQueue_ = "caller";
+  std::vector<std::string> labels_;
   std::shared_ptr<SerialQueue> mainQueue_;
+  Journal journal_;
 };
 
 }  // namespace quarnel::testing

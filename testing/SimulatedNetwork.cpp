@@ -3,6 +3,9 @@
 namespace quarnel::testing {
 namespace {
 
+constexpr const char* kQueue = "session";
+constexpr const char* kBackgroundQueue = "background session";
+
 class SimulatedBackgroundSession : public BackgroundSession {
  public:
   SimulatedBackgroundSession(SimulatedNetwork& network, DownloadDelegate delegate)
@@ -10,7 +13,7 @@ class SimulatedBackgroundSession : public BackgroundSession {
 
   void startDownloadTask(HttpRequest request) override {
     const std::string task = request.method + " " + request.url;
-    network_.start(std::move(request), true, [this, task](const HttpResult& result) {
+    network_.start(std::move(request), kBackgroundQueue, [this, task](const HttpResult& result) {
       if (result.response) delegate_.didFinishDownloading();
       delegate_.didComplete(task, result.error);
     });
@@ -20,6 +23,10 @@ class SimulatedBackgroundSession : public BackgroundSession {
   SimulatedNetwork& network_;
   const DownloadDelegate delegate_;
 };
+
+std::string outcomeOf(const HttpResult& result) {
+  return result.response ? std::to_string(result.response->status) : std::string("failure");
+}
 
 HttpResult resultOf(const ScriptedAnswer& answer) {
   if (answer.kind == ScriptedAnswer::Kind::kFailure) return {std::nullopt, answer.error};
@@ -54,23 +61,27 @@ ScriptedAnswer ScriptedAnswer::after(std::chrono::nanoseconds wait) && {
 }
 
 std::shared_ptr<BackgroundSession> SimulatedNetwork::makeBackgroundSession(
-    BackgroundSessionConfiguration, DownloadDelegate delegate) {
+    BackgroundSessionConfiguration configuration, DownloadDelegate delegate) {
+  backgroundSessions_.push_back(std::move(configuration));
   return std::make_shared<SimulatedBackgroundSession>(*this, std::move(delegate));
 }
 
 void SimulatedNetwork::startDataTask(HttpRequest request, HttpCompletion completion) {
-  start(std::move(request), false, std::move(completion));
+  start(std::move(request), kQueue, std::move(completion));
 }
 
-void SimulatedNetwork::start(HttpRequest request, bool isBackground, HttpCompletion completion) {
+void SimulatedNetwork::start(HttpRequest request, const char* label, HttpCompletion completion) {
+  const std::string line = request.method + ' ' + request.url;
+  dispatcher_.record(Journal::Kind::kHttp, line);
   requests_.push_back({std::move(request.method), std::move(request.url),
-                       std::move(request.headers), std::move(request.body), isBackground,
-                       dispatcher_.currentQueue()});
+                       std::move(request.headers), std::move(request.body),
+                       label == kBackgroundQueue, dispatcher_.currentQueue()});
   const ScriptedAnswer answer = answerTo(requests_.back());
   if (answer.kind == ScriptedAnswer::Kind::kSilence) return;
-  dispatcher_.post("session", answer.delay,
-                   [this, number = requests_.size() - 1, result = resultOf(answer),
+  dispatcher_.post(label, answer.delay,
+                   [this, line, number = requests_.size() - 1, result = resultOf(answer),
                     completion = std::move(completion)] {
+                     dispatcher_.record(Journal::Kind::kHttp, outcomeOf(result) + ' ' + line);
                      requests_[number].isAnswered = result.response.has_value();
                      completion(result);
                    });

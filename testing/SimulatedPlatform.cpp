@@ -2,59 +2,12 @@
 
 #include <algorithm>
 
-#include "SimulatedDevice.h"
-#include "SimulatedDispatcher.h"
-#include "SimulatedNetwork.h"
-#include "SimulatedStores.h"
-#include "platform/Platform.h"
+#include "SimulatedPorts.h"
 
 namespace quarnel::testing {
 
-class SimulatedPlatform::Ports : public Platform {
- public:
-  explicit Ports(const HostOptions& options)
-      : services(options.services),
-        simulatedNetwork(simulatedDispatcher),
-        files(simulatedDispatcher),
-        simulatedDevice(options),
-        simulatedHostServices(options),
-        log(simulatedDispatcher) {}
-
-  Clock& clock() override { return simulatedDispatcher; }
-  Dispatcher& dispatcher() override { return simulatedDispatcher; }
-  Network& network() override { return simulatedNetwork; }
-  UserDefaults& userDefaults() override { return defaults; }
-  Keychain& keychain() override { return simulatedKeychain; }
-  Device& device() override { return simulatedDevice; }
-  FileSystem& fileSystem() override { return files; }
-  NetworkInterfaces& networkInterfaces() override { return simulatedDevice; }
-  HostServices& hostServices() override { return simulatedHostServices; }
-  NotificationCenter& notificationCenter() override { return notifications; }
-  LogSink& logSink() override { return log; }
-  Random& random() override { return simulatedRandom; }
-  void setDebugMode(bool /*enabled*/) override {}
-  CounterStore& counterStore() override { return counters; }
-  bool drain(std::chrono::milliseconds timeout) override {
-    simulatedDispatcher.advance(timeout);
-    return simulatedDispatcher.isIdle();
-  }
-
-  const ServiceConfiguration services;
-  SimulatedDispatcher simulatedDispatcher;
-  SimulatedNetwork simulatedNetwork;
-  SimulatedUserDefaults defaults;
-  SimulatedKeychain simulatedKeychain;
-  SimulatedCounters counters;
-  SimulatedFileSystem files;
-  SimulatedDevice simulatedDevice;
-  SimulatedHostServices simulatedHostServices;
-  SimulatedNotificationCenter notifications;
-  SimulatedLog log;
-  SimulatedRandom simulatedRandom;
-};
-
 SimulatedPlatform::SimulatedPlatform(const HostEnvironment& environment)
-    : ports_(std::make_unique<Ports>(environment.options())) {}
+    : ports_(std::make_unique<SimulatedPorts>(environment.options())) {}
 
 SimulatedPlatform::~SimulatedPlatform() { restartApplication(); }
 
@@ -67,12 +20,21 @@ void SimulatedPlatform::restartApplication() {
   ports_->simulatedDispatcher.dropTasks();
   ports_->notifications.removeObservers();
   tracker_.reset();
+  ports_->defaults.keepUnsynchronized();
+}
+
+void SimulatedPlatform::killApplication() {
+  ports_->defaults.loseUnsynchronized();
+  restartApplication();
 }
 
 Date SimulatedPlatform::now() const { return ports_->simulatedDispatcher.now(); }
 void SimulatedPlatform::setNow(Date now) { ports_->simulatedDispatcher.setNow(now); }
 void SimulatedPlatform::setUtcOffset(std::chrono::seconds offset) {
   ports_->simulatedDispatcher.setUtcOffset(offset);
+}
+void SimulatedPlatform::setUtcOffset(Date from, std::chrono::seconds offset) {
+  ports_->simulatedDispatcher.setUtcOffset(from, offset);
 }
 void SimulatedPlatform::advance(std::chrono::nanoseconds by) {
   ports_->simulatedDispatcher.advance(by);
@@ -104,13 +66,18 @@ std::map<std::string, std::string>& SimulatedPlatform::keychain() {
 }
 std::map<std::string, std::string>& SimulatedPlatform::files() { return ports_->files.files; }
 void SimulatedPlatform::failWrites(std::string reason) {
-  ports_->files.writeFailure = std::move(reason);
+  auto& failures = ports_->files.failures;
+  failures.erase("create");
+  failures.erase("write");
+  if (reason.empty()) return;
+  failures["create"] = reason;
+  failures["write"] = std::move(reason);
 }
 
 bool SimulatedPlatform::setDeviceFact(std::string_view field, std::optional<std::string> value) {
   return overrideDeviceFact(ports_->simulatedDevice.facts, field, std::move(value));
 }
-void SimulatedPlatform::setWifi(bool hasWifi) { ports_->simulatedDevice.hasWifi = hasWifi; }
+void SimulatedPlatform::setWifi(bool hasWifi) { ports_->simulatedDevice.setWifi(hasWifi); }
 void SimulatedPlatform::post(std::string_view notification, const Value& userInfo) {
   ports_->notifications.post(notification, userInfo);
 }

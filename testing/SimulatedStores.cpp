@@ -1,5 +1,7 @@
 #include "SimulatedStores.h"
 
+#include "util/Json.h"
+
 namespace quarnel::testing {
 
 std::optional<Value> SimulatedUserDefaults::get(std::string_view key) const {
@@ -7,11 +9,23 @@ std::optional<Value> SimulatedUserDefaults::get(std::string_view key) const {
   return found == values.end() ? std::nullopt : std::optional(found->second);
 }
 
-void SimulatedUserDefaults::set(std::string_view key, Value value) {
-  values[std::string(key)] = std::move(value);
+void SimulatedUserDefaults::remember(const std::string& key) {
+  synchronized_.try_emplace(key, get(key));
 }
 
-void SimulatedUserDefaults::remove(std::string_view key) { values.erase(std::string(key)); }
+void SimulatedUserDefaults::set(std::string_view key, Value value) {
+  const std::string name(key);
+  dispatcher_.record(Journal::Kind::kStore, "set " + name + " = " + writeTaggedJson(value));
+  remember(name);
+  values[name] = std::move(value);
+}
+
+void SimulatedUserDefaults::remove(std::string_view key) {
+  const std::string name(key);
+  dispatcher_.record(Journal::Kind::kStore, "remove " + name);
+  remember(name);
+  values.erase(name);
+}
 
 void SimulatedUserDefaults::update(const Change& change) {
   class MemoryEdit : public Edit {
@@ -35,112 +49,121 @@ bool SimulatedUserDefaults::updateWithin(std::chrono::milliseconds /*limit*/,
 }
 
 bool SimulatedUserDefaults::synchronize() {
+  dispatcher_.record(Journal::Kind::kStore, "synchronize");
   ++synchronizeCount;
-  return true;
+  if (isWritable) synchronized_.clear();
+  return isWritable;
+}
+
+void SimulatedUserDefaults::loseUnsynchronized() {
+  for (auto& [key, value] : synchronized_) {
+    if (value) {
+      values[key] = *std::move(value);
+    } else {
+      values.erase(key);
+    }
+  }
+  synchronized_.clear();
 }
 
 namespace {
 
-std::string accountOf(const Dictionary& query) {
-  const Value* account = query.find(kSecAttrAccount);
-  const Bytes* bytes = account != nullptr ? account->bytes() : nullptr;
+bool holds(const Dictionary& attributes, std::string_view name, const Value& value) {
+  const Value* found = attributes.find(name);
+  return found != nullptr && *found == value;
+}
+
+std::string textOf(const Dictionary& attributes, std::string_view name) {
+  const Value* value = attributes.find(name);
+  const Bytes* bytes = value != nullptr ? value->bytes() : nullptr;
   return bytes != nullptr ? std::string(bytes->begin(), bytes->end()) : std::string();
 }
 
-std::string dataOf(const Dictionary& attributes) {
-  const Bytes& bytes = *attributes.find(kSecValueData)->bytes();
-  return {bytes.begin(), bytes.end()};
+bool isItemClass(const Dictionary& query) {
+  return holds(query, kSecClass, kSecClassGenericPassword) &&
+         !textOf(query, kSecAttrAccount).empty();
+}
+
+Dictionary without(Dictionary query, std::initializer_list<std::string_view> names) {
+  for (const std::string_view name : names) query.remove(name);
+  return query;
 }
 
 }  // namespace
 
+void SimulatedKeychain::record(const char* operation, const Dictionary& attributes) {
+  dispatcher_.record(Journal::Kind::kStore,
+                     std::string("keychain ") + operation + ' ' + writeTaggedJson(attributes));
+}
+
+Dictionary SimulatedKeychain::attributesOf(const std::string& account) const {
+  if (const auto found = added_.find(account); found != added_.end()) return found->second;
+  const Bytes bytes(account.begin(), account.end());
+  return {{std::string(kSecClass), kSecClassGenericPassword},
+          {std::string(kSecAttrGeneric), bytes},
+          {std::string(kSecAttrAccount), bytes},
+          {std::string(kSecAttrService), service_},
+          {std::string(kSecAttrAccessible), kSecAttrAccessibleAlwaysThisDeviceOnly}};
+}
+
+SimulatedKeychain::Item SimulatedKeychain::find(const Dictionary& query) {
+  const auto item = items.find(textOf(query, kSecAttrAccount));
+  if (item == items.end()) return items.end();
+  const Dictionary attributes = attributesOf(item->first);
+  for (const auto& [name, value] : query) {
+    if (!holds(attributes, name, value)) return items.end();
+  }
+  return item;
+}
+
 KeychainStatus SimulatedKeychain::add(const Dictionary& attributes) {
-  const bool added = items.emplace(accountOf(attributes), dataOf(attributes)).second;
-  return added ? KeychainStatus::kSuccess : KeychainStatus::kDuplicateItem;
+  record("add", attributes);
+  const Value* data = attributes.find(kSecValueData);
+  if (!isAvailable || !isItemClass(attributes) || data == nullptr || data->bytes() == nullptr) {
+    return KeychainStatus::kFailure;
+  }
+  const std::string account = textOf(attributes, kSecAttrAccount);
+  if (!items.emplace(account, textOf(attributes, kSecValueData)).second) {
+    return KeychainStatus::kDuplicateItem;
+  }
+  added_[account] = without(attributes, {kSecValueData});
+  return KeychainStatus::kSuccess;
 }
 
 KeychainStatus SimulatedKeychain::copyMatching(const Dictionary& query, Bytes* data) {
-  const auto found = items.find(accountOf(query));
+  record("copy", query);
+  if (!isAvailable || !isItemClass(query) || !holds(query, kSecMatchLimit, kSecMatchLimitOne) ||
+      !holds(query, kSecReturnData, true)) {
+    return KeychainStatus::kFailure;
+  }
+  const Item found = find(without(query, {kSecMatchLimit, kSecReturnData}));
   if (found == items.end()) return KeychainStatus::kItemNotFound;
   data->assign(found->second.begin(), found->second.end());
   return KeychainStatus::kSuccess;
 }
 
 KeychainStatus SimulatedKeychain::update(const Dictionary& query, const Dictionary& changes) {
-  const auto found = items.find(accountOf(query));
+  record("update", query);
+  record("changes", changes);
+  const Value* data = changes.find(kSecValueData);
+  if (!isAvailable || !isItemClass(query) || changes.size() != 1 || data == nullptr ||
+      data->bytes() == nullptr) {
+    return KeychainStatus::kFailure;
+  }
+  const Item found = find(query);
   if (found == items.end()) return KeychainStatus::kItemNotFound;
-  found->second = dataOf(changes);
+  found->second = textOf(changes, kSecValueData);
   return KeychainStatus::kSuccess;
 }
 
 KeychainStatus SimulatedKeychain::remove(const Dictionary& query) {
-  return items.erase(accountOf(query)) > 0 ? KeychainStatus::kSuccess
-                                           : KeychainStatus::kItemNotFound;
-}
-
-SimulatedFileSystem::SimulatedFileSystem(const Clock& clock) : installed_(clock.now()) {
-  for (const auto& path : {libraryDirectory(), cachesDirectory(), temporaryDirectory()}) {
-    directories_.emplace(path, installed_);
-  }
-}
-
-bool SimulatedFileSystem::exists(const std::string& path) const {
-  return files.count(path) > 0 || directories_.count(path) > 0;
-}
-
-std::optional<Date> SimulatedFileSystem::creationDate(const std::string& path) const {
-  const auto found = directories_.find(path);
-  return found == directories_.end() ? std::nullopt : std::optional(found->second);
-}
-
-std::optional<Date> SimulatedFileSystem::modificationDate(const std::string& path) const {
-  return creationDate(path);
-}
-
-std::optional<std::string> SimulatedFileSystem::createDirectory(const std::string& path, bool) {
-  if (!writeFailure.empty()) return writeFailure;
-  directories_.emplace(path, installed_);
-  return std::nullopt;
-}
-
-std::optional<std::vector<std::string>> SimulatedFileSystem::list(
-    const std::string& directory) const {
-  if (!exists(directory)) return std::nullopt;
-  std::vector<std::string> names;
-  const std::string prefix = directory + "/";
-  for (const auto& [path, content] : files) {
-    if (path.rfind(prefix, 0) == 0) names.push_back(path.substr(prefix.size()));
-  }
-  return names;
-}
-
-std::optional<std::string> SimulatedFileSystem::read(const std::string& path,
-                                                     std::size_t limit) const {
-  const auto found = files.find(path);
-  if (found == files.end() || found->second.size() > limit) return std::nullopt;
-  return found->second;
-}
-
-FileSystem::WriteResult SimulatedFileSystem::writeNewFile(const std::string& path,
-                                                          const std::string& content) {
-  if (!writeFailure.empty()) return {WriteOutcome::kFailed, writeFailure};
-  if (!files.emplace(path, content).second) return {WriteOutcome::kNameTaken, "The file exists."};
-  return {WriteOutcome::kWritten, ""};
-}
-
-std::optional<std::string> SimulatedFileSystem::move(const std::string& from,
-                                                     const std::string& to) {
-  if (files.count(to) > 0) return "The file exists.";
-  auto file = files.extract(from);
-  if (file.empty()) return "No such file.";
-  file.key() = to;
-  files.insert(std::move(file));
-  return std::nullopt;
-}
-
-std::optional<std::string> SimulatedFileSystem::remove(const std::string& path) {
-  if (files.erase(path) > 0) return std::nullopt;
-  return "No such file.";
+  record("remove", query);
+  if (!isAvailable || !isItemClass(query)) return KeychainStatus::kFailure;
+  const Item found = find(query);
+  if (found == items.end()) return KeychainStatus::kItemNotFound;
+  added_.erase(found->first);
+  items.erase(found);
+  return KeychainStatus::kSuccess;
 }
 
 }  // namespace quarnel::testing

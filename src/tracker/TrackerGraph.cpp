@@ -20,7 +20,7 @@ QuarnelTracker::Graph::Graph(Platform& adapter, ServiceConfiguration serviceConf
       log([&sink = platform.logSink()](std::string_view line) { sink.write(line); }),
       ledger(platform.counterStore()),
       delegate(platform.dispatcher().mainQueue(), log),
-      utils(utilsEnvironment()),
+      utils(utilsEnvironment(platform, log)),
       identity(platform.userDefaults(), platform.keychain(), platform.fileSystem(),
                platform.clock(), platform.random(), platform.dispatcher(),
                {services.keychainPrefix + ".sdk", services.shortVendorPrefix + ".sdk"}, log),
@@ -60,19 +60,19 @@ QuarnelTracker::Graph::Graph(Platform& adapter, ServiceConfiguration serviceConf
   lifecycle.start();
 }
 
-QuarnelUtils::Environment QuarnelTracker::Graph::utilsEnvironment() {
+QuarnelUtils::Environment utilsEnvironment(Platform& platform, const DebugLog& log) {
   QuarnelUtils::Environment environment;
-  environment.classExists = [this](std::string_view name) {
+  environment.classExists = [&platform](std::string_view name) {
     return platform.hostServices().classExists(name);
   };
-  environment.hasCloudIdentity = [this] { return platform.hostServices().hasCloudIdentity(); };
-  environment.storeReceipt = [this]() -> std::optional<std::string> {
+  environment.hasCloudIdentity = [&platform] { return platform.hostServices().hasCloudIdentity(); };
+  environment.storeReceipt = [&platform]() -> std::optional<std::string> {
     const auto path = platform.device().mainBundle().appStoreReceiptPath;
     if (!path) return std::nullopt;
     return platform.fileSystem().read(*path, limits::kLargestReceipt);
   };
-  environment.utcOffset = [this](Date date) { return platform.clock().utcOffset(date); };
-  environment.log = [this](std::string_view line) { log.always(line); };
+  environment.utcOffset = [&platform](Date date) { return platform.clock().utcOffset(date); };
+  environment.log = [&log](std::string_view line) { log.always(line); };
   return environment;
 }
 

@@ -67,9 +67,9 @@ class QUARNEL_INTERNAL QuarnelTracker::Graph {
   LaunchTracking launches;
   LinkRecording links;
   Lifecycle lifecycle;
-
- private:
-  QuarnelUtils::Environment utilsEnvironment();
 };
+
+// What the helpers ask, asked of the platform and written to the log.
+QuarnelUtils::Environment utilsEnvironment(Platform& platform, const DebugLog& log);
 
 }  // namespace quarnel

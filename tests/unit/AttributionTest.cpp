@@ -307,7 +307,7 @@ TEST_F(RegistrationTest, OnceATokenAfterAReport) {
   EXPECT_EQ(request.body,
             R"({"devkey":"key","uid":")" + tracker.getQuarnelUID() +
                 R"(","devicetoken":"01abcdef02","launch_counter":"1",)"
-                R"("topic":"example.quarnel.simulated","install_date":"2016-03-05_1407+0000",)"
+                R"("topic":"example.quarnel.simulated","install_date":"2016-02-24_1705+0000",)"
                 R"("advertiserId":"","OriginalQuarnelId":"","reInstallCounter":0,)"
                 R"("sdk_version":"1.0.0"})");
 }

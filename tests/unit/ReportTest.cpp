@@ -57,14 +57,14 @@ TEST_F(ReportTest, FirstLaunchCarriesEveryField) {
   platform.setRandomNumbers({4821336});
   EXPECT_EQ(
       *writeJson(launch()),
-      R"({"uid":"1457194020000-4821337","serverApiVersion":"4","name":"Living Room",)"
+      R"({"uid":"1456340759346-4821337","serverApiVersion":"4","name":"Living Room",)"
       R"("systemname":"tvOS","systemversion":"9.2","model":"Apple TV","localizedmodel":"Apple TV",)"
       R"("platform":"AppleTV5;3","platformextension":"iOS_Native","counter":1,"sessioncounter":1,)"
       R"("iaecounter":0,"timepassedsincelastlaunch":-1,"advertiserId":"","advertiserIdEnabled":false,)"
       R"("bundleIdentifier":"example.quarnel.simulated",)"
       R"("vendorId":"0D0F1E4C-5A0B-4E62-9E0B-2F9C9F6C1D11","bundleversion":"42",)"
-      R"("bundlename":"Simulated","shortbundleversion":"1.2","date1":"2016-03-05_1607+0200",)"
-      R"("date2":"2016-03-05_1607+0200","date3":"2016-03-05_1607+0200",)"
+      R"("bundlename":"Simulated","shortbundleversion":"1.2","date1":"2016-02-24_1905+0200",)"
+      R"("date2":"2016-02-28_2305+0200","date3":"2016-02-28_2305+0200",)"
       R"("firstLaunchDate":"2016-03-05_1607+0200","currentLanguage":"en-US",)"
       R"("currentCountrycode":"US","timestamp":"1457186820.100000","event":"Launched",)"
       R"("eventvalue":"","wifi":true})");
@@ -366,7 +366,7 @@ TEST_F(ReportTest, LinksAndPushesGoWithTheNextLaunch) {
 TEST_F(ReportTest, IdentityOutlivesTheInstallation) {
   platform.setRandomNumbers({0, 9999998, 6});
   const std::string first = platform.tracker().getQuarnelUID();
-  EXPECT_EQ(first, "1457186820000-1");
+  EXPECT_EQ(first, "1456333559346-1");
   EXPECT_TRUE(platform.keychain().empty());
   platform.advance(milliseconds(100));
   EXPECT_EQ(platform.keychain()["KCQuarnelId"], first);
@@ -377,7 +377,7 @@ TEST_F(ReportTest, IdentityOutlivesTheInstallation) {
     platform.userDefaults().clear();
     const std::string again = platform.tracker().getQuarnelUID();
     platform.advance(seconds(1));
-    EXPECT_EQ(again, *counter == '1' ? "1457186820000-9999999" : "1457186820000-7");
+    EXPECT_EQ(again, *counter == '1' ? "1456333559346-9999999" : "1456333559346-7");
     EXPECT_EQ(platform.tracker().getQuarnelUID(), again);
     EXPECT_EQ(platform.userDefaults()["QuarnelOriginalUserId"], Value(first));
     EXPECT_EQ(platform.keychain()["KCQuarnelId"], first);

@@ -34,6 +34,8 @@ class Platform;
 
 namespace quarnel::testing {
 
+class SimulatedPorts;
+
 // A request as the tracker started it.
 struct RecordedRequest {
   // As it would go out; the body of a report is encoded, see decodeReport.
@@ -71,7 +73,8 @@ struct RecordedLine {
 };
 
 // The device is a television box of model AppleTV5,3 with version 9.2 of its system, in UTC, on
-// 2016-03-05 at 14:07. Single-threaded: everything runs inside advance() and runNext().
+// 2016-03-05 at 14:07, ten days after the application was installed. Single-threaded: everything
+// runs inside advance() and runNext().
 class SimulatedPlatform {
  public:
   // Facts, hosts and providers of the environment replace the simulated ones.
@@ -85,17 +88,22 @@ class SimulatedPlatform {
   // stay. The next tracker() is a new one.
   void restartApplication();
 
+  // Ends it suddenly: settings that were not synchronised are gone as well.
+  void killApplication();
+
   // --- Time and queues ---------------------------------------------------------------------------
   // The clock and the time zone. Setting them runs nothing.
   Date now() const;
   void setNow(Date now);
   void setUtcOffset(std::chrono::seconds offset);
+  // Another offset from a moment on, as at the change to summer time.
+  void setUtcOffset(Date from, std::chrono::seconds offset);
   // Lets time pass and runs what falls due, in order.
   void advance(std::chrono::nanoseconds by);
   // Runs the next task that is due now; false when there is none.
   bool runNext();
-  // The label of the queue whose task is running: "main", "session", or a label of the library's;
-  // "caller" outside of any.
+  // The label of the queue whose task is running: "main", "session", "background session", or a
+  // label of the library's; "caller" outside of any.
   std::string currentQueue() const;
 
   // --- Network -----------------------------------------------------------------------------------
@@ -147,8 +155,7 @@ class SimulatedPlatform {
   Platform& platform();
 
  private:
-  class Ports;
-  std::unique_ptr<Ports> ports_;
+  std::unique_ptr<SimulatedPorts> ports_;
   std::unique_ptr<QuarnelTracker> tracker_;
 };
 
