@@ -50,6 +50,11 @@ class QUARNEL_EXPORT HostEnvironment {
   // A PEM file of certificate authorities to trust instead of the system's.
   void setCertificateAuthorityFile(std::string path);
 
+  // Whether requests go through the proxy that the environment names: `https_proxy`, `HTTPS_PROXY`,
+  // `all_proxy`, `ALL_PROXY`, with exceptions in `no_proxy`. TLS is with the server all the same,
+  // so the proxy learns host names only. Default: true.
+  void setUsesProxyVariables(bool uses);
+
   // The store receipt of this installation. Default: none.
   void setReceiptFile(std::string path);
 

@@ -11,11 +11,17 @@
 
 namespace quarnel {
 
+// A request is on the wire once: a session never sends it again, not even when its connection ends
+// before the answer. So one that meets the end of an idle connection fails. That cannot happen to a
+// fresh connection, which costs a handshake.
+enum class ConnectionUse { kReuse, kFresh };
+
 struct HttpRequest {
   std::string method;
   std::string url;  // Percent-escaped; a session refuses what it cannot parse or what is not HTTPS.
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
+  ConnectionUse connection = ConnectionUse::kReuse;
 };
 
 struct HttpResponse {
@@ -23,7 +29,8 @@ struct HttpResponse {
   std::string body;
 };
 
-// Exactly one of the two is set. A response of any status is no error.
+// Exactly one of the two is set. A response of any status is no error. A redirect is followed; one
+// that cannot be (not to HTTPS, malformed, one too many) is itself the response.
 struct HttpResult {
   std::optional<HttpResponse> response;
   std::optional<Error> error;
@@ -53,8 +60,8 @@ struct DownloadDelegate {
   std::function<void(const std::string& task, const std::optional<Error>& error)> didComplete;
 };
 
-// A session for requests whose answers are not of interest. Where the platform can, it completes
-// them after the application's end.
+// A session for requests whose answers are not of interest, each on a fresh connection. Where the
+// platform can, it completes them after the application's end.
 class BackgroundSession {
  public:
   virtual ~BackgroundSession() = default;

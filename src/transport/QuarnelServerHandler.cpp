@@ -73,6 +73,7 @@ void QuarnelServerHandler::sendPOSTRequest(const Dictionary& parameters,
              "&sandbox=" + textEntry(parameters, "sandbox");
   log_(kPostOperation, "url = ", post.url);
   post.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
+  post.connection = ConnectionUse::kFresh;
   if (const Value* data = parameters.find("data")) post.body = writeJson(*data).value_or("");
   log_(kPostOperation, "Quarnel: sending request to server ");
   session_.startDataTask(std::move(post), [this, complitionBlock = std::move(complitionBlock)](

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -95,6 +96,25 @@ std::optional<std::string> Connection::readRequest() {
   }
 }
 
+std::optional<std::string> Connection::readExactly(std::size_t size) {
+  std::string bytes(size, '\0');
+  for (std::size_t done = 0; done < size;) {
+    const int got = ::SSL_read(ssl_.get(), &bytes[done], static_cast<int>(size - done));
+    if (got <= 0) {
+      open_ = false;
+      return std::nullopt;
+    }
+    done += static_cast<std::size_t>(got);
+  }
+  return bytes;
+}
+
+bool Connection::hasMore() {
+  constexpr int kMilliseconds = 2;
+  pollfd socket{socket_, POLLIN, 0};
+  return ::SSL_pending(ssl_.get()) > 0 || ::poll(&socket, 1, kMilliseconds) > 0;
+}
+
 bool Connection::send(const std::string& bytes) {
   return ::SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
 }
@@ -136,6 +156,21 @@ TlsServer::~TlsServer() {
   }
   for (std::thread& connection : connections_) connection.join();
   ::close(listener_);
+}
+
+void TlsServer::offerHttp2() {
+  ::SSL_CTX_set_alpn_select_cb(
+      context_.get(),
+      [](SSL*, const unsigned char** chosen, unsigned char* size, const unsigned char* offered,
+         unsigned offeredSize, void*) {
+        static constexpr unsigned char kHttp2[] = {2, 'h', '2'};
+        return ::SSL_select_next_proto(const_cast<unsigned char**>(chosen), size, kHttp2,
+                                       sizeof kHttp2, offered,
+                                       offeredSize) == OPENSSL_NPN_NEGOTIATED
+                   ? SSL_TLSEXT_ERR_OK
+                   : SSL_TLSEXT_ERR_NOACK;
+      },
+      nullptr);
 }
 
 void TlsServer::open() {

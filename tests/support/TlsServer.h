@@ -37,6 +37,9 @@ class Connection {
   bool handshake();
   // A whole request with its body; absent when the client has gone.
   std::optional<std::string> readRequest();
+  std::optional<std::string> readExactly(std::size_t size);
+  // Whether more has come, now or very soon.
+  bool hasMore();
   bool send(const std::string& bytes);
   // A byte as it comes over the wire; false when the client has gone.
   bool receiveRawByte();
@@ -63,6 +66,8 @@ class TlsServer {
   TlsServer& operator=(const TlsServer&) = delete;
   ~TlsServer();
 
+  // Also offers HTTP/2, and takes it when the client does. Before the first connection.
+  void offerHttp2();
   void open();
   int port() const { return port_; }
   std::string url(const std::string& path) const;

@@ -31,6 +31,8 @@ void HostEnvironment::setCertificateAuthorityFile(std::string path) {
   options_->certificateAuthorityFile = std::move(path);
 }
 
+void HostEnvironment::setUsesProxyVariables(bool uses) { options_->usesProxyVariables = uses; }
+
 void HostEnvironment::setReceiptFile(std::string path) {
   options_->bundle.appStoreReceiptPath = std::move(path);
 }

@@ -12,7 +12,8 @@ constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(24 * 365);
 
 bool PendingWork::waitUntilNone(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
-  return none_.wait_for(lock, std::min(timeout, kLongestWait), [this] { return count_ == 0; });
+  return none_.wait_for(lock, std::clamp(timeout, std::chrono::milliseconds::zero(), kLongestWait),
+                        [this] { return count_ == 0; });
 }
 
 void PendingWork::add() {

@@ -85,7 +85,8 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
                                   dispatcher_.makeUncountedQueue("counters"), log_)),
       keychainFile_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""), *log_),
       mirroredKeychain_(makeMirroredKeychain(options, keychainFile_, dispatcher_)),
-      engine_(std::make_shared<CurlEngine>(options.certificateAuthorityFile, pending_)),
+      engine_(std::make_shared<CurlEngine>(
+          HttpSettings{options.certificateAuthorityFile, options.usesProxyVariables}, pending_)),
       network_(engine_, dispatcher_) {}
 
 LinuxPlatform::~LinuxPlatform() {

@@ -9,12 +9,7 @@ CurlSession::CurlSession(std::shared_ptr<CurlEngine> engine,
     : engine_(std::move(engine)), callbackQueue_(std::move(callbackQueue)) {}
 
 void CurlSession::startDataTask(HttpRequest request, HttpCompletion completion) {
-  // The completion moves along, so that what it owns is released on the callback queue too.
-  engine_->start(std::move(request), [queue = callbackQueue_, completion = std::move(completion)](
-                                         HttpResult result) mutable {
-    queue->post(
-        [completion = std::move(completion), result = std::move(result)] { completion(result); });
-  });
+  engine_->start(std::move(request), callbackQueue_, std::move(completion));
 }
 
 CurlBackgroundSession::CurlBackgroundSession(std::shared_ptr<CurlEngine> engine,
@@ -26,12 +21,13 @@ CurlBackgroundSession::CurlBackgroundSession(std::shared_ptr<CurlEngine> engine,
 
 void CurlBackgroundSession::startDownloadTask(HttpRequest request) {
   const std::string task = request.method + " " + request.url;
-  engine_->start(std::move(request),
-                 [queue = callbackQueue_, delegate = delegate_, task](HttpResult result) {
-                   queue->post([delegate, task, error = std::move(result.error)] {
-                     if (!error && delegate->didFinishDownloading) delegate->didFinishDownloading();
-                     if (delegate->didComplete) delegate->didComplete(task, error);
-                   });
+  request.connection = ConnectionUse::kFresh;
+  engine_->start(std::move(request), callbackQueue_,
+                 [delegate = delegate_, task](const HttpResult& result) {
+                   if (!result.error && delegate->didFinishDownloading) {
+                     delegate->didFinishDownloading();
+                   }
+                   if (delegate->didComplete) delegate->didComplete(task, result.error);
                  });
 }
 
