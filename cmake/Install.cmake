@@ -25,7 +25,7 @@ install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLibConfig.cmake
 
 # A static library has its users link what it needs; a shared one brings it along.
 if(NOT BUILD_SHARED_LIBS)
-  set(pkgconfig_requires "Requires: libcurl libcrypto sqlite3")
+  set(pkgconfig_requires "Requires: libcurl libssl libcrypto sqlite3")
   set(pkgconfig_link " -lstdc++ -lpthread -ldl")
 endif()
 configure_file(cmake/QuarnelTvOsLib.pc.in ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc @ONLY)

@@ -50,6 +50,11 @@ class QUARNEL_EXPORT HostEnvironment {
   // A PEM file of certificate authorities to trust instead of the system's.
   void setCertificateAuthorityFile(std::string path);
 
+  // Whether requests go through the proxy that the environment names: `https_proxy`, `HTTPS_PROXY`,
+  // `all_proxy`, `ALL_PROXY`, with exceptions in `no_proxy`. TLS is with the server all the same,
+  // so the proxy learns host names only. Default: true.
+  void setUsesProxyVariables(bool uses);
+
   // The store receipt of this installation. Default: none.
   void setReceiptFile(std::string path);
 
@@ -82,10 +87,6 @@ class QUARNEL_EXPORT HostEnvironment {
 
   // Asked at each launch; null means that there is no ad client. Default: none.
   void setAdClientProvider(std::function<std::shared_ptr<AdClient>()> provider);
-
-  // Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy)
-  // take effect. Default: they do.
-  void setUsesProxyEnvironment(bool uses);
 
   // Whether the user has a cloud identity on this device. Default: no.
   void setCloudIdentityProvider(std::function<bool()> provider);

@@ -48,6 +48,12 @@ quarnel_environment_set_keychain_file(quarnel_environment* environment, const ch
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_certificate_authority_file(
     quarnel_environment* environment, const char* path);
 
+// Whether requests go through the proxy that the environment names: `https_proxy`, `HTTPS_PROXY`,
+// `all_proxy`, `ALL_PROXY`, with exceptions in `no_proxy`. TLS is with the server all the same, so
+// the proxy learns host names only. Default: true.
+QUARNEL_EXPORT quarnel_status
+quarnel_environment_set_uses_proxy_variables(quarnel_environment* environment, bool uses);
+
 // The store receipt of this installation. Must not be NULL. Default: none.
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_receipt_file(quarnel_environment* environment,
                                                                    const char* path);
@@ -112,11 +118,6 @@ QUARNEL_EXPORT quarnel_status quarnel_environment_set_advertising_identifier_pro
 typedef bool (*quarnel_cloud_identity_provider)(void* user);
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_cloud_identity_provider(
     quarnel_environment* environment, quarnel_cloud_identity_provider provider, void* user);
-
-// Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy) take
-// effect. Default: true.
-QUARNEL_EXPORT quarnel_status
-quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment, bool uses);
 
 // --- Platform ad client ------------------------------------------------------------------------
 

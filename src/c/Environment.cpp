@@ -69,6 +69,11 @@ quarnel_status quarnel_environment_set_certificate_authority_file(quarnel_enviro
   return setText(environment, &HostEnvironment::setCertificateAuthorityFile, path, "path");
 }
 
+quarnel_status quarnel_environment_set_uses_proxy_variables(quarnel_environment* environment,
+                                                            bool uses) {
+  return guarded([&] { environmentOf(environment).setUsesProxyVariables(uses); });
+}
+
 quarnel_status quarnel_environment_set_receipt_file(quarnel_environment* environment,
                                                     const char* path) {
   return setText(environment, &HostEnvironment::setReceiptFile, path, "path");
@@ -156,9 +161,4 @@ quarnel_status quarnel_environment_set_cloud_identity_provider(
     if (provider == nullptr) return environmentOf(environment).setCloudIdentityProvider(nullptr);
     environmentOf(environment).setCloudIdentityProvider([=] { return provider(user); });
   });
-}
-
-quarnel_status quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment,
-                                                              bool uses) {
-  return guarded([&] { environmentOf(environment).setUsesProxyEnvironment(uses); });
 }

@@ -3,11 +3,12 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
+#include <fstream>
 #include <future>
 #include <mutex>
 #include <thread>
 
+#include "Http2Connection.h"
 #include "Support.h"
 #include "TlsServer.h"
 #include "platform/linux/dispatch/LinuxDispatcher.h"
@@ -27,6 +28,14 @@ const Certificate& localhost() {
   return *made;
 }
 
+// Named before libcurl looks for it, which it does once.
+struct KeyLog {
+  KeyLog() { ::setenv("SSLKEYLOGFILE", path.c_str(), 1); }
+  TemporaryDirectory directory;
+  const std::string path = directory / "keys";
+};
+const KeyLog keyLog;
+
 std::string reply(const std::string& status, const std::string& body = "") {
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
          body;
@@ -34,6 +43,19 @@ std::string reply(const std::string& status, const std::string& body = "") {
 
 std::string redirection(const std::string& to) {
   return "HTTP/1.1 302 Found\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n";
+}
+
+// A response whose head or trailers go on for much longer than is taken, but not for ever.
+TlsServer::Handler flooding(const std::string& start, const std::string& unit,
+                            const std::string& status = "200") {
+  return [=](Connection& connection) {
+    if (!connection.handshake() || !connection.readRequest()) return;
+    std::string units;
+    while (units.size() < 16000) units += unit;
+    bool isOpen = connection.send("HTTP/1.1 " + status + " Whatever\r\n" + start);
+    for (int i = 0; i < 256 && isOpen; ++i) isOpen = connection.send(units);
+    if (isOpen) connection.send("\r\n");
+  };
 }
 
 HttpRequest post(const std::string& url, const std::string& body = "{}") {
@@ -48,34 +70,25 @@ class HttpTest : public testing::Test {
     dispatcher_.stop();
   }
 
-  std::shared_ptr<CurlEngine> makeEngine(HttpRoute route, HttpLimits limits) {
-    return std::make_shared<CurlEngine>(std::move(route), pending_, limits);
-  }
-
-  // For other limits or another route, before the first exchange.
-  void useEngine(HttpRoute route, HttpLimits limits) {
-    route.authorityFile = directory_ / "ca.pem";
-    engine_ = makeEngine(std::move(route), limits);
-    network_ = std::make_unique<CurlNetwork>(engine_, dispatcher_);
-  }
-
   HttpResult fetch(HttpRequest request) {
     std::promise<HttpResult> promise;
     auto answer = promise.get_future();
-    network_->sharedSession().startDataTask(
+    network_.sharedSession().startDataTask(
         std::move(request), [&promise](const HttpResult& result) { promise.set_value(result); });
     return answer.get();
   }
 
   static constexpr std::size_t kBodyLimit = 8U << 20U;
   static constexpr std::chrono::seconds kStall{1};
+  static constexpr std::chrono::seconds kExchangeTime{2};
 
   TemporaryDirectory directory_;
   std::shared_ptr<PendingWork> pending_ = std::make_shared<PendingWork>();
   LinuxDispatcher dispatcher_{nullptr, pending_, std::make_shared<RecordingLog>()};
   std::shared_ptr<CurlEngine> engine_ =
-      makeEngine({.authorityFile = directory_ / "ca.pem"}, {.stall = kStall});
-  std::unique_ptr<CurlNetwork> network_ = std::make_unique<CurlNetwork>(engine_, dispatcher_);
+      std::make_shared<CurlEngine>(HttpSettings{directory_ / "ca.pem"}, pending_,
+                                   HttpLimits{.stall = kStall, .exchangeTime = kExchangeTime});
+  CurlNetwork network_{engine_, dispatcher_};
 };
 
 TEST_F(HttpTest, AnyStatusIsAResponse) {
@@ -144,8 +157,8 @@ TEST_F(HttpTest, SilentHostHoldsUpNoOther) {
   TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
   std::atomic<int> failed = 0;
   for (int i = 0; i < kSilent; ++i) {
-    network_->sharedSession().startDataTask(post(silent.url("/")),
-                                            [&failed](const HttpResult&) { ++failed; });
+    network_.sharedSession().startDataTask(post(silent.url("/")),
+                                           [&failed](const HttpResult&) { ++failed; });
   }
   EXPECT_TRUE(fetch(post(server.url("/"))).response);
   EXPECT_LT(failed, kSilent / 2) << "it waited for its turn among the others";
@@ -183,18 +196,23 @@ TEST_F(HttpTest, FailedExchangesAreTransportErrors) {
        CURLE_PEER_FAILED_VERIFICATION},
       {"untrusted", untrusted, answering([](const auto&) { return reply("200 OK"); }),
        CURLE_PEER_FAILED_VERIFICATION},
-      {"endless trailers", localhost(),
-       [&](Connection& c) {
-         if (!c.handshake() || !c.readRequest()) return;
-         c.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n");
-         const std::string trailer = "X-T: " + std::string(1000, 't') + "\r\n";
-         for (int sent = 0; sent < 1000 && c.send(trailer); ++sent) continue;
-       },
-       CURLE_FILESIZE_EXCEEDED},
       {"announced size", localhost(), answering([&](const auto&) { return reply("200 OK", huge); }),
        CURLE_FILESIZE_EXCEEDED},
       {"unannounced size", localhost(), afterRequest("HTTP/1.1 200 OK\r\n\r\n" + huge),
        CURLE_FILESIZE_EXCEEDED},
+      {"endless trailers", localhost(),
+       flooding("Transfer-Encoding: chunked\r\n\r\n0\r\n", "a: b\r\n"), CURLE_FILESIZE_EXCEEDED},
+      {"endless head", localhost(), flooding("", "a: b\r\n"), CURLE_FILESIZE_EXCEEDED},
+      {"endless interim heads", localhost(), flooding("\r\n", "HTTP/1.1 103 Early\r\n\r\n", "103"),
+       CURLE_FILESIZE_EXCEEDED},
+      {"a byte now and then", localhost(),
+       [](Connection& c) {
+         if (!c.handshake() || !c.readRequest()) return;
+         for (bool isOpen = c.send("HTTP/1.1 200 OK\r\n\r\n"); isOpen && !c.hasMore();) {
+           isOpen = c.send("x");
+         }
+       },
+       CURLE_OPERATION_TIMEDOUT},
       {"no handshake", localhost(), [](Connection& c) { c.waitForEnd(); },
        CURLE_OPERATION_TIMEDOUT},
       {"no answer", localhost(),
@@ -218,10 +236,8 @@ TEST_F(HttpTest, FailedExchangesAreTransportErrors) {
   }
 }
 
-// The server has got the request, and that is all that an answer says.
-TEST_F(HttpTest, RedirectThatCannotBeFollowedIsAnAnswer) {
-  for (const std::string to :
-       {"http://localhost:1/", "https://localhost:1/", "/again", "gopher:"}) {
+TEST_F(HttpTest, RedirectThatCannotBeFollowedIsTheResponse) {
+  for (const std::string to : {"http://localhost:1/", "ftp://localhost/", "https://[", "/again"}) {
     TlsServer server(localhost(), answering([&](const auto&) { return redirection(to); }));
     const HttpResult result = fetch(post(server.url("/")));
     ASSERT_TRUE(result.response) << to << ": " << result.error->description;
@@ -229,127 +245,176 @@ TEST_F(HttpTest, RedirectThatCannotBeFollowedIsAnAnswer) {
   }
 }
 
-// A connection that dies when it is used again: the server may have got the request.
-TEST_F(HttpTest, NothingIsSentTwice) {
-  const struct {
-    const char* method;
-    std::string body;
-    ConnectionUse connection;
-    bool isAnswered;
-  } cases[] = {
-      {"GET", "", ConnectionUse::kReused, false},
-      {"POST", "", ConnectionUse::kReused, false},
-      {"POST", "body", ConnectionUse::kReused, false},
-      {"POST", std::string(1U << 20U, 'x'), ConnectionUse::kReused, false},
-      {"POST", "body", ConnectionUse::kFresh, true},
-  };
-  for (const auto& each : cases) {
-    std::atomic<int> requests = 0;
-    TlsServer server(localhost(), [&requests](Connection& connection) {
-      if (!connection.handshake() || !connection.readRequest()) return;
-      ++requests;
-      connection.send(reply("200 OK"));
-      if (connection.readRequest()) ++requests;
-    });
-    EXPECT_TRUE(fetch(post(server.url("/"))).response);
-    const HttpResult second = fetch({each.method, server.url("/"), {}, each.body, each.connection});
-    EXPECT_EQ(second.response.has_value(), each.isAnswered) << each.method << each.body.size();
-    EXPECT_EQ(requests, 2) << each.method << each.body.size();
-  }
-}
-
-TEST_F(HttpTest, ARedirectedBodyIsSentAgain) {
-  std::vector<std::string> seen;
-  TlsServer server(localhost(), answering([&seen](const std::string& request) {
-                     seen.push_back(request.substr(request.find("\r\n\r\n") + 4));
-                     return seen.size() == 1 ? "HTTP/1.1 307 There\r\nLocation: /there\r\n"
-                                               "Content-Length: 0\r\n\r\n"
-                                             : reply("200 OK");
+TEST_F(HttpTest, SendsTheBodyAgainAfterARedirectThatAsksForIt) {
+  TlsServer server(localhost(), answering([](const std::string& request) {
+                     return request.rfind("POST /end ", 0) == 0
+                                ? reply("200 OK", request.substr(request.find("\r\n\r\n") + 4))
+                                : "HTTP/1.1 307 Elsewhere\r\nLocation: /end\r\n" +
+                                      std::string("Content-Length: 0\r\n\r\n");
                    }));
-  const HttpResult result = fetch(post(server.url("/"), "the body"));
-  ASSERT_TRUE(result.response) << result.error->description;
-  EXPECT_EQ(result.response->status, 200);
-  EXPECT_EQ(seen, (std::vector<std::string>{"the body", "the body"}));
+  const std::string body(1U << 20U, 'x');
+  for (const std::string path : {"/fresh", "/reused"}) {
+    const HttpResult result = fetch(post(server.url(path), body));
+    ASSERT_TRUE(result.response) << path << ": " << result.error->description;
+    EXPECT_TRUE(result.response->body == body) << path;
+  }
 }
 
-TEST_F(HttpTest, Http2RefusalsAreFailuresAndAnnouncedLimitsHold) {
-  constexpr int kHeaders = 1;
-  constexpr int kReset = 3;
-  constexpr int kGoAway = 7;
-  const std::string ok(1, '\x88');
-  const std::string refusedStream("\0\0\0\x07", 4);
-  const std::string nothingTaken(8, '\0');
-  const std::string oneStream("\0\x03\0\0\0\x01", 6);
-  const struct {
-    const char* what;
-    std::string settings;
-    std::function<std::string(int stream)> respond;
-    int answered;
-    int requests;
-  } cases[] = {
-      {"REFUSED_STREAM", "", [&](int id) { return frame(kReset, 0, id, refusedStream); }, 0, 20},
-      {"GOAWAY", "", [&](int) { return frame(kGoAway, 0, 0, nothingTaken); }, 0, 20},
-      {"one stream", oneStream, [&](int id) { return frame(kHeaders, 5, id, ok); }, 20, 20},
+// A connection serves its first request and ends at the second one.
+TEST_F(HttpTest, SendsNothingTwice) {
+  using End = std::function<void(Http2Connection&, std::uint32_t first, std::uint32_t second)>;
+  const auto reset = [](std::uint32_t error) {
+    return [error](Http2Connection& c, auto, std::uint32_t second) { c.reset(second, error); };
   };
-  for (const auto& each : cases) {
+  struct Case {
+    const char* what;
+    HttpRequest request;
+    End end;  // Empty: HTTP/1.1.
+  };
+  const HttpRequest get{"GET", "", {}, ""};
+  const Case cases[] = {
+      {"GET", get, {}},
+      {"empty body", post("", ""), {}},
+      {"body", post("", "body"), {}},
+      {"HTTP/2 end", post(""), [](auto&, auto, auto) {}},
+      {"HTTP/2 GOAWAY, GET", get, [](Http2Connection& c, auto first, auto) { c.goAway(first); }},
+      {"HTTP/2 GOAWAY", post(""), [](Http2Connection& c, auto first, auto) { c.goAway(first); }},
+      {"HTTP/2 REFUSED_STREAM", post(""), reset(Http2Connection::kRefusedStream)},
+      {"HTTP/2 HTTP_1_1_REQUIRED", get, reset(Http2Connection::kHttp11Required)},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.what);
     std::atomic<int> requests = 0;
-    TlsServer server(localhost(),
-                     answeringHttp2(each.settings,
-                                    [&](int id) {
-                                      ++requests;
-                                      return each.respond(id);
-                                    }),
-                     TlsServer::Port::kClosed);
-    server.chooseHttp2();
-    server.open();
-    std::atomic<int> answered = 0;
-    Counter ended;
-    constexpr int kRequests = 20;
-    for (int i = 0; i < kRequests; ++i) {
-      network_->sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
-        if (result.response) ++answered;
-        ended.add();
-      });
-    }
-    ASSERT_TRUE(ended.waitFor(kRequests)) << each.what;
-    EXPECT_EQ(answered, each.answered) << each.what;
-    EXPECT_LE(requests, each.requests) << each.what;
-    EXPECT_GT(requests, 0) << each.what;
+    TlsServer server(localhost(), [&](Connection& connection) {
+      if (!connection.handshake()) return;
+      if (each.end) {
+        Http2Connection http2(connection);
+        const auto first = http2.readRequest();
+        if (first) ++requests, http2.answer(*first);
+        const auto second = http2.readRequest();
+        if (second) ++requests, each.end(http2, *first, *second);
+      } else {
+        if (connection.readRequest()) ++requests, connection.send(reply("200 OK"));
+        if (connection.readRequest()) ++requests;
+      }
+    });
+    if (each.end) server.offerHttp2();
+    HttpRequest request = each.request;
+    request.url = server.url("/");
+    EXPECT_TRUE(fetch(request).response);
+    EXPECT_TRUE(fetch(request).error);
+    EXPECT_EQ(requests, 2);
+    EXPECT_EQ(server.acceptedConnections(), 1);
+    request.connection = ConnectionUse::kFresh;
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(fetch(request).response);
+    EXPECT_EQ(server.acceptedConnections(), 4) << "fresh requests met an old connection";
   }
 }
 
-TEST_F(HttpTest, AnExchangeHasALimitAsAWhole) {
-  useEngine({}, {.exchange = std::chrono::seconds(0), .bytesPerSecond = 1U << 30U});
+TEST_F(HttpTest, SendsNoMoreStreamsThanTheServerTakes) {
   TlsServer server(localhost(), [](Connection& connection) {
-    if (!connection.handshake() || !connection.readRequest()) return;
-    connection.send("HTTP/1.1 200 OK\r\n\r\n");
-    while (connection.send("x")) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (!connection.handshake()) return;
+    Http2Connection http2(connection);
+    while (const auto stream = http2.readRequest()) {
+      // A request that comes before the answer is one too many.
+      while (const auto other = http2.readRequestThatIsHere()) {
+        http2.reset(*other, Http2Connection::kRefusedStream);
+      }
+      http2.answer(*stream);
+    }
   });
-  const HttpResult result = fetch(post(server.url("/")));
-  ASSERT_TRUE(result.error);
-  EXPECT_EQ(result.error->code, CURLE_OPERATION_TIMEDOUT) << result.error->description;
-}
-
-TEST_F(HttpTest, SecretsStayInTheProcess) {
-  const std::string path = directory_ / "secrets";
-  ::setenv("SSLKEYLOGFILE", path.c_str(), 1);
-  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
-  EXPECT_TRUE(fetch(post(server.url("/"))).response);
-  ::unsetenv("SSLKEYLOGFILE");
-  std::error_code error;
-  const auto written = std::filesystem::file_size(path, error);
-  EXPECT_TRUE(error || written == 0) << written;
-}
-
-TEST_F(HttpTest, ProxyVariablesTakeEffectUnlessTheHostSaysNo) {
-  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
-  ::setenv("https_proxy", "http://127.0.0.1:1", 1);
-  for (const bool usesProxy : {true, false}) {
-    useEngine({.usesProxyEnvironment = usesProxy}, {});
-    EXPECT_EQ(fetch(post(server.url("/"))).response.has_value(), !usesProxy);
-    engine_->stop();
+  server.offerHttp2();
+  constexpr int kRequests = 200;
+  Counter completed;
+  std::atomic<int> failed = 0;
+  for (int i = 0; i < kRequests; ++i) {
+    network_.sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
+      if (result.error) ++failed;
+      completed.add();
+    });
   }
+  EXPECT_TRUE(completed.waitFor(kRequests));
+  EXPECT_EQ(failed, 0);
+  engine_->stop();
+  dispatcher_.stop();
+}
+
+TEST_F(HttpTest, LargeRequestLeavesRoomForOthers) {
+  engine_->stop();
+  const auto engine = std::make_shared<CurlEngine>(
+      HttpSettings{directory_ / "ca.pem"}, pending_,
+      HttpLimits{.exchanges = 12, .requestBytes = 1000, .countedRequestBytes = 500});
+  CurlNetwork network(engine, dispatcher_);
+  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
+  Counter completed;
+  std::atomic<int> failed = 0;
+  for (const std::size_t size : {100'000, 50, 50, 50, 50, 50, 50, 50, 50, 50, 50}) {
+    network.sharedSession().startDataTask(post(server.url("/"), std::string(size, 'x')),
+                                          [&](const HttpResult& result) {
+                                            if (result.error) ++failed;
+                                            completed.add();
+                                          });
+  }
+  EXPECT_TRUE(completed.waitFor(11));
+  EXPECT_EQ(failed, 0);
+  engine->stop();
+}
+
+TEST_F(HttpTest, KeepsTlsSecretsAndUsesAProxyOnlyWhereWanted) {
+  ::setenv("https_proxy", "http://127.0.0.1:1", 1);
+  TlsServer server(localhost(), answering([](const auto&) { return reply("200 OK"); }));
+  EXPECT_TRUE(fetch(post(server.url("/"))).error) << "there is no proxy";
+  const auto engine = std::make_shared<CurlEngine>(
+      HttpSettings{.authorityFile = directory_ / "ca.pem", .usesProxyVariables = false}, pending_);
+  CurlNetwork network(engine, dispatcher_);
+  std::promise<bool> answered;
+  network.sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& r) {
+    answered.set_value(r.response.has_value());
+  });
+  EXPECT_TRUE(answered.get_future().get());
+  engine->stop();
+  engine_->stop();
   ::unsetenv("https_proxy");
+  std::ifstream written(keyLog.path);
+  EXPECT_TRUE(written) << "libcurl did not see the variable";
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "");
+}
+
+TEST(OutcomesTest, HandsOverOneTaskForEachQueueInOrder) {
+  struct Recorder final : SerialQueue {
+    void post(Task task) override { tasks.push_back(std::move(task)); }
+    void postAfter(std::chrono::nanoseconds, Task) override {}
+    std::vector<Task> tasks;
+  };
+  const auto first = std::make_shared<Recorder>();
+  const auto second = std::make_shared<Recorder>();
+  std::string told;
+  Outcomes outcomes;
+  const auto add = [&](const std::shared_ptr<Recorder>& queue, char name) {
+    outcomes.add({.queue = queue,
+                  .completion =
+                      [&told, name](const HttpResult&) {
+                        told += name;
+                        throw std::runtime_error("the next one comes all the same");
+                      },
+                  .token = {},
+                  .ticket = {}},
+                 {});
+  };
+  add(first, 'a'), add(second, 'b'), add(first, 'c');
+  outcomes.handOver();
+  outcomes.handOver();
+  ASSERT_EQ(first->tasks.size(), 1U);
+  ASSERT_EQ(second->tasks.size(), 1U);
+  first->tasks[0](), second->tasks[0]();
+  EXPECT_EQ(told, "acb");
+}
+
+TEST(PendingWorkTest, WaitsWithAnyTimeout) {
+  const auto pending = std::make_shared<PendingWork>();
+  EXPECT_TRUE(pending->waitUntilNone(std::chrono::milliseconds::max()));
+  const PendingWork::Token token(pending);
+  EXPECT_FALSE(pending->waitUntilNone(std::chrono::milliseconds::min()));
 }
 
 TEST_F(HttpTest, AcceptsTheLargestBodyAndTheLongestChainOfRedirects) {
@@ -387,7 +452,7 @@ TEST_F(HttpTest, RefusesWhatCannotBeSentWithoutConnecting) {
   for (const HttpRequest& request : cases) {
     std::promise<std::thread::id> completed;
     std::promise<void> returned;
-    network_->sharedSession().startDataTask(
+    network_.sharedSession().startDataTask(
         request, [&, mayRun = returned.get_future().share()](const HttpResult& result) {
           // Would wait for ever if it ran before startDataTask returns.
           mayRun.wait();
@@ -419,7 +484,7 @@ TEST_F(HttpTest, UsesFourConnectionsAndCompletesSerially) {
   std::atomic<int> inCompletion = 0;
   Counter completed;
   for (int i = 0; i < kRequests; ++i) {
-    network_->sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
+    network_.sharedSession().startDataTask(post(server.url("/")), [&](const HttpResult& result) {
       EXPECT_EQ(++inCompletion, 1);
       EXPECT_TRUE(result.response);
       --inCompletion;
@@ -451,7 +516,7 @@ TEST_F(HttpTest, BackgroundSessionTellsOfEachTransfer) {
       done.set_value();
     };
     // The session itself need not outlive its tasks.
-    network_->makeBackgroundSession({"test"}, delegate)->startDownloadTask(post(server.url("/s")));
+    network_.makeBackgroundSession({"test"}, delegate)->startDownloadTask(post(server.url("/s")));
     done.get_future().wait();
     EXPECT_EQ(told, each.told + "POST " + server.url("/s"));
   }
@@ -464,8 +529,8 @@ TEST_F(HttpTest, StopDropsWhatIsInFlight) {
     connection.waitForEnd();
   });
   std::atomic<bool> completed = false;
-  network_->sharedSession().startDataTask(post(server.url("/")),
-                                          [&](const HttpResult&) { completed = true; });
+  network_.sharedSession().startDataTask(post(server.url("/")),
+                                         [&](const HttpResult&) { completed = true; });
   ASSERT_TRUE(asked.waitFor(1));
   EXPECT_FALSE(pending_->waitUntilNone(std::chrono::milliseconds(0)));
   engine_->stop();

@@ -31,6 +31,8 @@ void HostEnvironment::setCertificateAuthorityFile(std::string path) {
   options_->certificateAuthorityFile = std::move(path);
 }
 
+void HostEnvironment::setUsesProxyVariables(bool uses) { options_->usesProxyVariables = uses; }
+
 void HostEnvironment::setReceiptFile(std::string path) {
   options_->bundle.appStoreReceiptPath = std::move(path);
 }
@@ -79,8 +81,6 @@ void HostEnvironment::setAdvertisingIdentifierProvider(
 void HostEnvironment::setAdClientProvider(std::function<std::shared_ptr<AdClient>()> provider) {
   options_->adClient = std::move(provider);
 }
-
-void HostEnvironment::setUsesProxyEnvironment(bool uses) { options_->usesProxyEnvironment = uses; }
 
 void HostEnvironment::setCloudIdentityProvider(std::function<bool()> provider) {
   options_->hasCloudIdentity = std::move(provider);
