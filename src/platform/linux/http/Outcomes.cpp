@@ -29,8 +29,10 @@ void Outcomes::add(OutcomeReceiver receiver, HttpResult result) {
 
 void Outcomes::handOver() {
   for (Batch& batch : batches_) {
-    batch.queue->post([outcomes = std::move(batch.outcomes)]() mutable {
-      for (auto& [completion, result] : outcomes) complete(std::move(completion), result);
+    // Shared, as tasks are copyable.
+    auto outcomes = std::make_shared<decltype(batch.outcomes)>(std::move(batch.outcomes));
+    batch.queue->post([outcomes = std::move(outcomes)] {
+      for (auto& [completion, result] : *outcomes) complete(std::move(completion), result);
     });
   }
   batches_.clear();
