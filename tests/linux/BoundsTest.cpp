@@ -13,11 +13,8 @@
 #include "platform/PlatformFactory.h"
 #include "platform/linux/dispatch/LinuxDispatcher.h"
 #include "platform/linux/store/CounterFile.h"
-<<<<<<< HEAD
 #include "util/Limits.h"
-=======
 #include "platform/linux/store/FileDescriptor.h"
->>>>>>> store
 
 namespace quarnel::test {
 namespace {
