@@ -20,6 +20,13 @@ set(quarnel_adapter_packages "CURL" "OpenSSL COMPONENTS Crypto" "SQLite3")
 set(quarnel_adapter_pkgconfig "libcurl libcrypto sqlite3")
 set(quarnel_adapter_pkgconfig_libs "-lstdc++ -lpthread -ldl")
 
+# Where the system's time_t and file sizes have 32 bits by default, the library's have 64: dates must
+# not end in 2038.
+set(quarnel_adapter_definitions "")
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(quarnel_adapter_definitions _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+
 # How a shared library is linked.
 include(CheckLinkerFlag)
 check_linker_flag(CXX -Wl,-z,pack-relative-relocs QUARNEL_PACKS_RELOCATIONS)
