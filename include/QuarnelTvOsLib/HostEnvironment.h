@@ -23,8 +23,8 @@ struct AdvertisingIdentity {
   bool trackingEnabled = false;  // Whether the user allows tracking by it.
 };
 
-// Facts and services that only the host application knows. Every setter is optional; what is not
-// set has the default told at it. Not thread-safe: fill one in, hand it to
+// Facts and services that only the host application knows. Every setter is optional and
+// documents its default. Not thread-safe: fill one in, hand it to
 // QuarnelTracker::configureSharedTracker, and be done. Functions handed in must stay callable until
 // the process ends, and may be called from any thread of the library.
 class QUARNEL_EXPORT HostEnvironment {
@@ -65,8 +65,8 @@ class QUARNEL_EXPORT HostEnvironment {
                  std::optional<std::string> shortVersion);
 
   // Replaces a device fact by the name of its report field ("systemversion", "name", ...; absent:
-  // the device does not tell). False when there is no such fact. "multitasking" and "wifi" take
-  // "true" or "false".
+  // the device does not tell). "multitasking" and "wifi" take "true" or "false". False, and
+  // nothing is replaced, when there is no such fact or it does not take this value.
   bool setDeviceFact(std::string_view field, std::optional<std::string> value);
 
   // Declares that a class of the embedding engine exists in this process ("UnityAppController").

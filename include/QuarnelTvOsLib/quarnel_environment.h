@@ -9,9 +9,10 @@ extern "C" {
 #endif
 
 // Facts and services that only the host application knows. Every setter is optional; what is not
-// set, or is set to NULL where NULL is allowed, has the default told at it. Not thread-safe: fill
-// one in, hand it to quarnel_configure_shared_tracker and free it. Functions handed in must stay
-// callable until the process ends, and may be called from any thread of the library.
+// set, or is set to NULL where NULL is allowed, has the default that its setter names. Not
+// thread-safe: fill one in, hand it to quarnel_configure_shared_tracker and free it. Functions
+// handed in must stay callable until the process ends, and may be called from any thread of the
+// library.
 typedef struct quarnel_environment quarnel_environment;
 
 // A new environment; NULL only when memory is short. Free it with quarnel_environment_free.
@@ -69,8 +70,8 @@ QUARNEL_EXPORT quarnel_status quarnel_environment_set_bundle(quarnel_environment
                                                              const char* short_version);
 
 // Replaces a device fact by the name of its report field ("systemversion", "name", ...; NULL: the
-// device does not tell). QUARNEL_INVALID_ARGUMENT when there is no such fact. "multitasking" and
-// "wifi" take "true" or "false".
+// device does not tell). "multitasking" and "wifi" take "true" or "false". QUARNEL_INVALID_ARGUMENT
+// when there is no such fact or it does not take this value.
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_device_fact(quarnel_environment* environment,
                                                                   const char* field,
                                                                   const char* value);

@@ -97,7 +97,8 @@ quarnel_status quarnel_environment_set_device_fact(quarnel_environment* environm
   return guarded([&] {
     const std::string name = requiredText(field, "field");
     if (environmentOf(environment).setDeviceFact(name, optionalText(value))) return;
-    throw Refusal(QUARNEL_INVALID_ARGUMENT, "There is no device fact of that name.");
+    throw Refusal(QUARNEL_INVALID_ARGUMENT,
+                  "There is no device fact of that name, or it does not take this value.");
   });
 }
 

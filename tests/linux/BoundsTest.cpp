@@ -13,8 +13,8 @@
 #include "platform/PlatformFactory.h"
 #include "platform/linux/dispatch/LinuxDispatcher.h"
 #include "platform/linux/store/CounterFile.h"
-#include "util/Limits.h"
 #include "platform/linux/store/FileDescriptor.h"
+#include "util/Limits.h"
 
 namespace quarnel::test {
 namespace {

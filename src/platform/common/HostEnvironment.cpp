@@ -52,6 +52,7 @@ void HostEnvironment::setBundle(std::optional<std::string> version,
 
 bool HostEnvironment::setDeviceFact(std::string_view field, std::optional<std::string> value) {
   if (field == "wifi") {
+    if (value && value != "true" && value != "false") return false;
     options_->wifi = value ? std::optional(*value == "true") : std::nullopt;
     return true;
   }
