@@ -1,6 +1,7 @@
 // A collector, applications that report to it, and a browser that looks at its inspector.
 import {spawn} from 'node:child_process';
 import {once} from 'node:events';
+import {createServer} from 'node:http';
 import {mkdtemp, readdir, rm} from 'node:fs/promises';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
@@ -16,22 +17,32 @@ async function startCollector(folder) {
     {stdio: ['ignore', 'pipe', 'inherit']});
   const lines = createInterface({input: collector.stdout});
   const [first] = await once(lines, 'line');
-  const {listening, ca, inspector} = JSON.parse(first);
-  return {process: collector, port: listening, ca, address: inspector};
+  const {listening, ca, inspector, token} = JSON.parse(first);
+  return {process: collector, port: listening, ca, address: inspector, token};
 }
 
 export async function makeWorld() {
   const folder = await mkdtemp(join(tmpdir(), 'quarnel-web-'));
   const collector = await startCollector(folder);
-  const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: ['--no-sandbox']});
+  const browser = await chromium.launch({executablePath: '/usr/bin/chromium', args: ['--no-sandbox', '--host-resolver-rules=MAP *.example 127.0.0.1']});
   return {
-    address: collector.address,
+    address: collector.address.split('#')[0],
+    token: collector.token,
 
     async openPage() {
       const page = await browser.newPage();
       await page.goto(collector.address);
       await page.locator('.status.live').waitFor();
       return page;
+    },
+
+    async openHostilePage() {
+      const site = createServer((request, response) => response.end('<!doctype html><title>evil</title>'));
+      await once(site.listen(0, '127.0.0.1'), 'listening');
+      const hostile = await browser.newPage();
+      hostile.once('close', () => site.close());
+      await hostile.goto(`http://evil.example:${site.address().port}/`);
+      return hostile;
     },
 
     // Runs an application to its end; the name tells its installation from others.

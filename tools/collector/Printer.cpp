@@ -64,10 +64,10 @@ std::string gist(Kind kind, const std::string& json) {
 
 class TextPrinter : public Printer {
  public:
-  void listening(int port, int webPort, const std::filesystem::path& ca) override {
-    writeLine("quarnel-collector listens on https://localhost:" + std::to_string(port));
-    writeLine("inspector http://127.0.0.1:" + std::to_string(webPort) + "/");
-    writeLine("authority to trust: " + printable(ca.native(), 4096));
+  void listening(const Addresses& addresses) override {
+    writeLine("quarnel-collector listens on https://localhost:" + std::to_string(addresses.port));
+    writeLine("inspector " + addresses.inspector());
+    writeLine("authority to trust: " + printable(addresses.authority.native(), 4096));
   }
 
   void report(const ReceivedReport& report, const Problems& problems) override {
@@ -114,12 +114,13 @@ class TextPrinter : public Printer {
 
 class JsonPrinter : public Printer {
  public:
-  void listening(int port, int webPort, const std::filesystem::path& ca) override {
+  void listening(const Addresses& addresses) override {
     Line line;
     line.writer.Key("listening");
-    line.writer.Int(port);
-    line.text("inspector", "http://127.0.0.1:" + std::to_string(webPort) + "/");
-    line.text("ca", ca.native());
+    line.writer.Int(addresses.port);
+    line.text("inspector", addresses.inspector());
+    line.text("token", addresses.token);
+    line.text("ca", addresses.authority.native());
     line.print();
   }
 

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 
 #include "Database.h"
 #include "ReceivedRequest.h"
@@ -31,23 +33,38 @@ class RequestStore {
   struct Totals {
     std::int64_t newest = 0;  // Identifies the request that was added last; 0 when there is none.
     std::int64_t count = 0;
+    std::string trouble;  // Why requests are not kept, or were lost; empty when all is well.
   };
   Totals totals() const;
+
+  // Begins a new database when somebody deleted or replaced the file. True when it did; never
+  // throws, but tells of the trouble.
+  bool reopenIfReplaced();
 
   // Visits what this process has added, in the order of arrival.
   void visitOwn(
       const std::function<void(Kind, const std::string& json, const std::string& error)>& visitor);
 
  private:
-  void prepareTables();
+  // The database, and what is prepared in it.
+  struct Connection {
+    Database database;
+    Database::Statement insert;
+    Database::Statement earlier;
+    std::int64_t run = 0;  // Tells this process's reports from those of others in the same folder.
+  };
+
+  void open();
+  bool reopen();
+  Connection& connection();
+  void insert(const ReceivedReport& report, const ReportSummary& summary, const Problems& problems,
+              const Answer& answer);
   std::optional<ReportSummary> earlierThan(const ReportSummary& summary);
 
+  const std::filesystem::path file_;
   mutable std::mutex mutex_;
-  Database database_;
-  Database::Statement insert_;
-  Database::Statement earlier_;
+  std::unique_ptr<Connection> connection_;
   Totals totals_;
-  std::int64_t run_ = 0;  // Tells this process's reports from those of others in the same folder.
 };
 
 }  // namespace collector

@@ -22,6 +22,8 @@ constexpr std::chrono::seconds kClientTimeout{60};
 constexpr std::size_t kMostConnections = 4096;
 constexpr std::size_t kRequestsPerConnection = 1'000'000;
 
+using HandlerResponse = httplib::Server::HandlerResponse;
+
 // Marks the answers of endpoints, whatever their status.
 constexpr const char* kTaken = "X-Collector";
 
@@ -80,8 +82,18 @@ class Server::Implementation {
       setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
       listener_ = socket;
     });
+    http_.set_pre_routing_handler([](const httplib::Request&, httplib::Response& response) {
+      OpenConnections::headIsRead();
+      if (!OpenConnections::isThisThreadsClosed()) return HandlerResponse::Unhandled;
+      response.status = 400;
+      return HandlerResponse::Handled;
+    });
     http_.set_logger([refusal](const httplib::Request& request, const httplib::Response& response) {
-      if (!response.has_header(kTaken)) refusal(received(request), response.status);
+      OpenConnections::requestIsRead();
+      if (response.has_header(kTaken) || OpenConnections::isThisThreadsClosed()) return;
+      refusal(received(request), response.status);
+      // The rest of what was refused must not be taken for a request.
+      OpenConnections::closeThisThreads();
     });
     http_.set_exception_handler(
         [](const auto&, httplib::Response& response, std::exception_ptr exception) {

@@ -16,6 +16,7 @@
 #include "StatisticsEndpoint.h"
 #include "ValidationEndpoint.h"
 #include "inspector/InspectorServer.h"
+#include "inspector/PageGuard.h"
 
 namespace {
 
@@ -62,9 +63,10 @@ void run(const Options& options, const sigset_t& endingSignals) {
   server.get(ConversionEndpoint::kPath, handledBy(conversions));
   server.post(ValidationEndpoint::kPath, handledBy(validations));
 
-  InspectorServer inspector(store, reader, controls, feed);
+  const std::string token = makeToken();
+  InspectorServer inspector(token, store, reader, controls, feed);
   const int port = server.start(options.port);
-  printer->listening(port, inspector.start(options.webPort), certificates.authority());
+  printer->listening({port, inspector.start(options.webPort), token, certificates.authority()});
 
   int signal = 0;
   sigwait(&endingSignals, &signal);

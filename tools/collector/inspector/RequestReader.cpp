@@ -133,8 +133,16 @@ void writeContent(JsonWriter& writer, const Database::Statement& row) {
 
 }  // namespace
 
-RequestReader::RequestReader(const std::filesystem::path& file)
-    : database_(file, Database::Access::kReadOnly) {}
+RequestReader::RequestReader(const std::filesystem::path& file) : file_(file) {}
+
+// Another file of the same name is another database.
+Database& RequestReader::database() {
+  if (!database_ || !database_->isInPlace()) {
+    database_.reset();
+    database_.emplace(file_, Database::Access::kReadOnly);
+  }
+  return *database_;
+}
 
 std::string RequestReader::list(const RequestFilter& filter, const RequestPage& page) {
   Condition condition(filter);
@@ -142,16 +150,16 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
   if (page.after) condition.add("id > " + std::to_string(*page.after));
   const std::lock_guard lock(mutex_);
   // Asked first: whoever continues from there misses none that arrives meanwhile.
-  auto newest = database_.prepare("SELECT ifnull(max(id), 0) FROM request");
+  auto newest = database().prepare("SELECT ifnull(max(id), 0) FROM request");
   newest.step();
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   writer.StartObject();
   writeInteger(writer, "newest", newest, 0);
   // One more than asked for tells whether there are more.
-  auto select =
-      database_.prepare("SELECT " + std::string(kRowColumns) + " FROM request" + condition.where() +
-                        " ORDER BY id DESC LIMIT " + std::to_string(page.limit + 1));
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + " FROM request" +
+                                   condition.where() + " ORDER BY id DESC LIMIT " +
+                                   std::to_string(page.limit + 1));
   condition.bind(select);
   writer.Key("requests");
   writer.StartArray();
@@ -170,8 +178,8 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
 
 std::optional<std::string> RequestReader::detail(std::int64_t id) {
   const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
-                                  " FROM request WHERE id = ?");
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
+                                   " FROM request WHERE id = ?");
   select.bind(1, id);
   if (!select.step()) return std::nullopt;
   rapidjson::StringBuffer buffer;
@@ -193,9 +201,9 @@ std::string RequestReader::facets() {
        {std::pair("installations", "installation"), std::pair("events", "event")}) {
     writer.Key(name);
     writer.StartArray();
-    auto select = database_.prepare("SELECT " + std::string(column) + " FROM request WHERE " +
-                                    column + " IS NOT NULL GROUP BY " + column +
-                                    " ORDER BY max(id) DESC LIMIT " + std::to_string(kMostFacets));
+    auto select = database().prepare("SELECT " + std::string(column) + " FROM request WHERE " +
+                                     column + " IS NOT NULL GROUP BY " + column +
+                                     " ORDER BY max(id) DESC LIMIT " + std::to_string(kMostFacets));
     while (select.step()) writeText(writer, validUtf8(select.text(0)));
     writer.EndArray();
   }
@@ -208,8 +216,8 @@ std::optional<std::int64_t> RequestReader::exportLines(const RequestFilter& filt
   Condition condition(filter);
   condition.add("id > " + std::to_string(after));
   const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
-                                  " FROM request" + condition.where() + " ORDER BY id");
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
+                                   " FROM request" + condition.where() + " ORDER BY id");
   condition.bind(select);
   std::optional<std::int64_t> last;
   while (lines.size() < kExportBatch && select.step()) {

@@ -47,8 +47,11 @@ class RequestReader {
                                           std::string& lines);
 
  private:
+  Database& database();
+
+  const std::filesystem::path file_;
   std::mutex mutex_;
-  Database database_;
+  std::optional<Database> database_;
 };
 
 }  // namespace collector

@@ -2,7 +2,7 @@
 import * as api from './api.js';
 import {Controls} from './controls.js';
 import {Detail} from './detail.js';
-import {byId} from './dom.js';
+import {byId, element} from './dom.js';
 import {Filters} from './filters.js';
 import * as format from './format.js';
 import {List} from './list.js';
@@ -48,6 +48,12 @@ byId('pause').addEventListener('click', () => {
   refresh();
 });
 
+byId('export').addEventListener('click', async () => {
+  const link = element('a', {href: URL.createObjectURL(await api.exported(filters.query())), download: 'requests.jsonl'});
+  link.click();
+  URL.revokeObjectURL(link.href);
+});
+
 byId('clear').addEventListener('click', () => byId('confirm-clear').showModal());
 byId('confirm-clear').addEventListener('close', async () => {
   if (byId('confirm-clear').returnValue !== 'clear') return;
@@ -70,7 +76,7 @@ api.stream({
     refreshFacetsSoon();
   },
   controls: (inForce) => controls.show(inForce),
-}, (isThere) => {
-  isAway = !isThere;
+}, (state) => {
+  isAway = state !== 'live';
   showStatus();
 });

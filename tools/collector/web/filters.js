@@ -17,10 +17,7 @@ export class Filters {
     let timer;
     form.addEventListener('input', () => {
       clearTimeout(timer);
-      timer = setTimeout(() => {
-        byId('export').href = `/api/export?${this.query()}`;
-        onChange();
-      }, typingPause);
+      timer = setTimeout(onChange, typingPause);
     });
   }
 
