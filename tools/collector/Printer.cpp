@@ -208,7 +208,8 @@ void printSummary(RequestStore& store) {
   // The three counters are those of launches, sessions and in-app events.
   writeLine(tableRow("KIND", "EVENT", "COUNTERS", "VALUE", "DEVICE"));
   std::size_t count = 0;
-  store.visitOwn([&](Kind kind, const std::string& json, const std::string& error) {
+  store.visitOwn([&](const RequestStore::Own& own) {
+    const auto& [id, kind, json, error, query, isDropped] = own;
     ++count;
     if (kind == Kind::kUndecodable) {
       writeLine(tableRow(nameOf(kind), "", "", error, ""));
@@ -220,10 +221,11 @@ void printSummary(RequestStore& store) {
     }
     const JsonFields fields(json);
     // A launch has no value, but may have been brought about by a link.
-    writeLine(tableRow(nameOf(kind), fields.text("event"), countersOf(fields),
-                       fields.text(kind == Kind::kLaunch ? "qn_deeplink" : "eventvalue"),
-                       fields.text("platform") + ", " + fields.text("systemname") + " " +
-                           fields.text("systemversion") + ", " + fields.text("currentLanguage")));
+    writeLine(tableRow(
+        nameOf(kind), fields.text("event"), countersOf(fields),
+        kind == Kind::kLaunch ? fields.text("qn_deeplink") : decodedText(fields.text("eventvalue")),
+        fields.text("platform") + ", " + fields.text("systemname") + " " +
+            fields.text("systemversion") + ", " + fields.text("currentLanguage")));
   });
   writeLine(std::to_string(count) + (count == 1 ? " report" : " reports"));
 }

@@ -240,15 +240,23 @@ RequestStore::Totals RequestStore::totals() const {
   return totals_;
 }
 
-void RequestStore::visitOwn(
-    const std::function<void(Kind, const std::string&, const std::string&)>& visitor) {
+void RequestStore::visitOwn(const std::function<void(const Own&)>& visitor) {
   const std::lock_guard lock(mutex_);
   auto select = connection().database.prepare(
-      "SELECT kind, report, error FROM request WHERE run = ? ORDER BY id");
+      "SELECT id, kind, report, error, query, status FROM request WHERE run = ? ORDER BY id");
   select.bind(1, connection().run);
   while (select.step()) {
-    visitor(kindOf(select.text(0)), std::string(select.text(1)), std::string(select.text(2)));
+    visitor({select.integer(0), kindOf(select.text(1)), std::string(select.text(2)),
+             std::string(select.text(3)), std::string(select.text(4)), select.integer(5) == 0});
   }
+}
+
+Comparison compareOwn(RequestStore& store, const std::vector<Expectation>& expectations) {
+  std::vector<Delivered> delivered;
+  store.visitOwn([&](const RequestStore::Own& own) {
+    if (!own.isDropped) delivered.push_back({own.id, own.kind, own.json, own.query});
+  });
+  return compare(expectations, delivered);
 }
 
 }  // namespace collector

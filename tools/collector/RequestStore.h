@@ -8,8 +8,10 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Database.h"
+#include "Expectations.h"
 #include "ReceivedRequest.h"
 #include "inspector/ReportSummary.h"
 #include "inspector/WireCheck.h"
@@ -41,9 +43,16 @@ class RequestStore {
   // throws, but tells of the trouble.
   bool reopenIfReplaced();
 
-  // Visits what this process has added, in the order of arrival.
-  void visitOwn(
-      const std::function<void(Kind, const std::string& json, const std::string& error)>& visitor);
+  struct Own {
+    std::int64_t id = 0;
+    Kind kind = Kind::kUndecodable;
+    std::string json;
+    std::string error;
+    std::string query;
+    bool isDropped = false;
+  };
+  // Visits what this process has added, in the order of arrival. Throws std::runtime_error.
+  void visitOwn(const std::function<void(const Own&)>& visitor);
 
  private:
   // The database, and what is prepared in it.
@@ -66,5 +75,8 @@ class RequestStore {
   std::unique_ptr<Connection> connection_;
   Totals totals_;
 };
+
+// Compares what this process has received with what was expected. Throws std::runtime_error.
+Comparison compareOwn(RequestStore& store, const std::vector<Expectation>& expectations);
 
 }  // namespace collector

@@ -87,14 +87,15 @@ std::optional<Query> queryOf(const httplib::Request& request, httplib::Response&
 
 class InspectorServer::Implementation {
  public:
-  Implementation(std::string token, RequestStore& store, RequestReader& reader, Controls& controls,
-                 LiveFeed& feed)
+  Implementation(std::string token, ConnectionFacts facts, RequestStore& store,
+                 RequestReader& reader, Controls& controls, LiveFeed& feed)
       : store_(store),
         reader_(reader),
         controls_(controls),
         feed_(feed),
         streams_(feed, store, controls),
-        token_(std::move(token)) {
+        token_(std::move(token)),
+        facts_(std::move(facts)) {
     http_.new_task_queue = [] { return new ConnectionThreads(kMostConnections); };
     http_.set_payload_max_length(OneRequestServer::kMaximalBody);
     http_.set_tcp_nodelay(true);
@@ -121,6 +122,7 @@ class InspectorServer::Implementation {
     addAssets();
     addRequests();
     addControls();
+    addHelp();
   }
 
   ~Implementation() { stop(); }
@@ -206,6 +208,28 @@ class InspectorServer::Implementation {
     });
   }
 
+  // What helps to integrate an application.
+  void addHelp() {
+    http_.Get("/api/connection", [this](const auto&, auto& response) {
+      response.set_content(jsonObject({{"host", "localhost:" + std::to_string(facts_.port)},
+                                       {"developerKey", validUtf8(facts_.developerKey)},
+                                       {"authority", validUtf8(facts_.authority.native())}}),
+                           kJson);
+    });
+    http_.Get("/api/checklist", [this](const auto& request, auto& response) {
+      response.set_content(reader_.checklist(request.get_param_value("installation")), kJson);
+    });
+    http_.Post("/api/expect", [this](const httplib::Request& request, httplib::Response& response) {
+      std::string error;
+      const auto expectations = readExpectations(request.body, error);
+      if (!expectations) return refuse(response, 400, error);
+      const Comparison outcome = compareOwn(store_, *expectations);
+      response.set_content(
+          jsonObject({{"met", outcome.isMet ? "yes" : "no"}, {"differences", outcome.text}}),
+          kJson);
+    });
+  }
+
   // The first lines are read before the answer begins, so that a database that cannot be read is
   // an error; one that fails later breaks the answer off.
   void exportAll(const RequestFilter& filter, httplib::Response& response) {
@@ -238,14 +262,15 @@ class InspectorServer::Implementation {
   EventStreams streams_;
   OneRequestServer http_;
   const std::string token_;
+  const ConnectionFacts facts_;
   std::optional<PageGuard> guard_;
   std::thread thread_;
 };
 
-InspectorServer::InspectorServer(std::string token, RequestStore& store, RequestReader& reader,
-                                 Controls& controls, LiveFeed& feed)
-    : implementation_(
-          std::make_unique<Implementation>(std::move(token), store, reader, controls, feed)) {}
+InspectorServer::InspectorServer(std::string token, ConnectionFacts facts, RequestStore& store,
+                                 RequestReader& reader, Controls& controls, LiveFeed& feed)
+    : implementation_(std::make_unique<Implementation>(std::move(token), std::move(facts), store,
+                                                       reader, controls, feed)) {}
 
 InspectorServer::~InspectorServer() = default;
 

@@ -4,6 +4,7 @@
 // see PageGuard. What it answers is described in docs/inspector.md.
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -14,11 +15,18 @@
 
 namespace collector {
 
+// What an application needs to report here.
+struct ConnectionFacts {
+  int port = 0;
+  std::string developerKey;
+  std::filesystem::path authority;
+};
+
 class InspectorServer {
  public:
   // Throws std::runtime_error.
-  InspectorServer(std::string token, RequestStore& store, RequestReader& reader, Controls& controls,
-                  LiveFeed& feed);
+  InspectorServer(std::string token, ConnectionFacts facts, RequestStore& store,
+                  RequestReader& reader, Controls& controls, LiveFeed& feed);
   ~InspectorServer();
 
   // Serves from then on. 0 is any free port; the port bound is returned. Throws
