@@ -95,7 +95,7 @@ TEST(InspectorServerTest, TakesOverTheRequestsOfAnEarlierLayout) {
     EXPECT_EQ(jsonText(collector.ask("api/requests?installation=1-2")["requests"]),
               R"([{"id":5,"time":7,"kind":"event","installation":"1-2","event":"e",)"
               R"("counters":{"launch":3},"cachedSeconds":1.5,"status":200,"size":4,"errors":0,)"
-              R"("warnings":0,"path":"/p"}])");
+              R"("warnings":0,"path":"/p","builtAt":null,"value":""}])");
     collector.send(encoded(R"({"n":0.30000000000000001,"b":12345678901234567890123})"));
     EXPECT_EQ(idsOf(collector.get("api/requests").content), "7 6 5 end");
     // Numbers stand as they were sent.

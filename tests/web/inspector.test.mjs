@@ -37,8 +37,9 @@ test('what is reported appears live, opens by keyboard, and a filter narrows it'
 
   await page.locator('#rows tr[tabindex="0"]').focus();
   await page.keyboard.press('Enter');
-  assert.equal(await field('appUID').locator('.value').textContent(), 'viewer-42');
-  assert.match(await field('eventvalue').locator('.value').textContent(), /9\.99/);
+  assert.equal(await field('appUID').locator('.text').textContent(), 'viewer-42');
+  assert.equal(await field('eventvalue').locator('.text').textContent(), '{\n  "qn_revenue": 9.99\n}');
+  assert.match(await field('date1').locator('.plain').textContent(), /^\w{3}, \d+ \w{3} \d{4}, \d\d:\d\d \(UTC/);
   assert.match(await field('iaecounter').locator('.meaning').textContent(), /event reports so far/);
   await page.keyboard.press('ArrowDown');
   await eventually('Launched', () => page.locator('#detail h2').textContent());
@@ -49,17 +50,19 @@ test('what is reported appears live, opens by keyboard, and a filter narrows it'
   await eventually(['Launched'], () => page.locator('#rows td.event').allTextContents());
   await page.locator('.chip', {hasText: 'launch'}).click();
   await page.getByLabel('Search').fill('9.99');
-  await eventually(['purchase'], () => page.locator('#rows td.event').allTextContents());
+  await eventually(['9.99'], () => page.locator('#rows mark').allTextContents());
+  await page.reload();
+  await eventually(['qn_revenue 9.99'], () => page.locator('#rows td.content').allTextContents());
   const [download] = await Promise.all([page.waitForEvent('download'), page.locator('#export').click()]);
   const lines = (await (await download.createReadStream()).toArray()).join('').trim().split('\n');
   assert.deepEqual(lines.map((line) => JSON.parse(line).event), ['purchase']);
 });
 
 test('a dropped connection sends the report to the cache, from which it comes back', async () => {
-  await page.getByRole('button', {name: 'Bad world'}).click();
+  await page.getByRole('button', {name: 'Simulate faults'}).click();
   await page.getByLabel('Drop the connection of event').check();
   await page.getByRole('button', {name: 'Close'}).click();
-  await page.getByText('Bad world: event dropped').waitFor();
+  await page.getByText('Simulated faults: event: connection dropped').waitFor();
   await world.report('bedroom', event('lost-and-found'));
   await eventually(['dropped'], () => row('lost-and-found').locator('.status-code').allTextContents());
   assert.equal(await world.cachedFiles('bedroom'), 1);
@@ -69,8 +72,50 @@ test('a dropped connection sends the report to the cache, from which it comes ba
   await world.report('bedroom', event('after'));
   await row('replayed').first().waitFor();
   await eventually(['200', 'dropped'], () => row('lost-and-found').locator('.status-code').allTextContents());
-  assert.match(await row('lost-and-found').first().locator('.delivery').textContent(), /^replayed, \d/);
+  assert.match(await row('lost-and-found').first().locator('.delivery').textContent(), /^replayed, after \d/);
   assert.equal(await world.cachedFiles('bedroom'), 0);
+});
+
+// Three mistakes of an integration, each of them named where the page is looked at first.
+test('the checklist names a wrong key, an app ID with letters and lost values, and turns green', async () => {
+  const verdict = (title) => page.locator('.verdict', {hasText: title});
+  const states = (...titles) => Promise.all(titles.map(async (title) =>
+    (await verdict(title).getAttribute('class').catch(() => '')).split(' ').at(-1)));
+  const titles = ['developer key', 'app ID', 'Event values', 'Counters'];
+  await page.getByRole('button', {name: 'Checklist'}).click();
+  await world.report('mistaken', {key: 'other-key', app: '12ab'}, event('when', {at: {$date: 1457186820}}));
+  await page.getByText('Wrong developer key.').waitFor();
+  await world.report('mistaken', {app: '12ab'}, event('when', {at: {$date: 1457186820}}));
+  await eventually(['good', 'bad', 'bad', 'good'], () => states(...titles));
+  assert.match(await verdict('Event values').textContent(), /"when" came without values.*JSON has no form/);
+  assert.ok(await page.locator('#key-banner').isHidden());
+  await world.report('mistaken', ['trackAppLaunch'], ['wait', 0.3], event('when', {at: '2016'}));
+  await eventually(['good', 'good', 'good', 'good'], () => states(...titles));
+  await verdict('Event values').getByRole('button').click();
+  await eventually('when', () => page.locator('#detail h2').textContent());
+  await page.getByRole('button', {name: 'What changed'}).click();
+  const changed = page.locator('.compared tr', {has: page.locator('code:text-is("eventvalue")')});
+  await eventually(['', '{\n  "at": "2016"\n}'], () => changed.locator('td').allTextContents());
+  await page.reload();
+  await eventually(1, () => changed.count());
+});
+
+test('every view passes the accessibility rules, wide and narrow, light and dark', async () => {
+  await world.report('accessible', ['trackAppLaunch'], ['wait', 0.3], event('purchase', {qn_revenue: 9.99}));
+  await row('purchase').first().click();
+  for (const [width, colorScheme] of [[1280, 'light'], [390, 'dark']]) {
+    await page.setViewportSize({width, height: 844});
+    await page.emulateMedia({colorScheme});
+    for (const view of ['Requests', 'Checklist', 'Timeline', 'Connect']) {
+      await page.getByRole('navigation', {name: 'Views'}).getByRole('button', {name: view}).click();
+      const violations = await world.accessibilityViolations(page);
+      assert.deepEqual(violations, [], `${view} at ${width}, ${colorScheme}`);
+      const overflow = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+      assert.ok(overflow <= 0, `${view} is ${overflow} pixels too wide at ${width}`);
+    }
+  }
+  await page.getByRole('button', {name: 'Simulate faults'}).click();
+  assert.deepEqual(await world.accessibilityViolations(page), []);
 });
 
 test('markup in every field stays text', async () => {
@@ -79,7 +124,7 @@ test('markup in every field stays text', async () => {
     ['setAdditionalData:', {[markup]: markup}], ['handleOpenURL:sourceApplication:withAnnotation:', 'a://b', markup, null],
     event(markup, {[markup]: markup}));
   await row('owned').click();
-  await eventually(markup, () => field('appUID').locator('.value').textContent());
+  await eventually(markup, () => field('appUID').locator('.text').textContent());
   assert.equal(await page.locator('#detail h2').textContent(), markup);
   await page.getByRole('combobox', {name: 'Event'}).fill(markup);
   await eventually(1, () => rows().count());

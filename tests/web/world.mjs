@@ -1,13 +1,15 @@
 // A collector, applications that report to it, and a browser that looks at its inspector.
 import {spawn} from 'node:child_process';
 import {once} from 'node:events';
+import {createRequire} from 'node:module';
 import {createServer} from 'node:http';
-import {mkdtemp, readdir, rm} from 'node:fs/promises';
+import {mkdtemp, readdir, readFile, rm} from 'node:fs/promises';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
 import {chromium} from 'playwright-core';
 
+const axe = readFile(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 const bin = process.env.QUARNEL_BIN;
 export const devKey = 'web-test-key';
 
@@ -46,9 +48,11 @@ export async function makeWorld() {
     },
 
     // Runs an application to its end; the name tells its installation from others.
+    // Options may come first: another key or application ID.
     async report(name, ...commands) {
+      const options = Array.isArray(commands[0]) ? {} : commands.shift();
       const host = spawn(join(bin, 'quarnel-host'),
-        ['--state', join(folder, name), '--dev-key', devKey, '--app-id', '123456789',
+        ['--state', join(folder, name), '--dev-key', options.key ?? devKey, '--app-id', options.app ?? '123456789',
           '--collector', `localhost:${collector.port}`, '--ca', collector.ca], {stdio: ['pipe', 'ignore', 'ignore']});
       host.stdin.end(commands.map((command) => `${JSON.stringify(command)}\n`).join(''));
       const [code] = await once(host, 'exit');
@@ -56,6 +60,15 @@ export async function makeWorld() {
     },
 
     cachedFiles: async (name) => (await readdir(join(folder, name, 'Caches', 'QuarnelCache')).catch(() => [])).length,
+
+    // What axe-core objects to. Its code runs beside the page, whose policy would not let it in.
+    async accessibilityViolations(page) {
+      const session = await page.context().newCDPSession(page);
+      await session.send('Runtime.evaluate', {expression: await axe});
+      const {violations} = await page.evaluate(() => globalThis.axe.run());
+      await session.detach();
+      return violations.map(({id, nodes}) => `${id}: ${nodes.map((node) => node.html.slice(0, 120)).join(' | ')}`);
+    },
 
     async end() {
       await browser.close();

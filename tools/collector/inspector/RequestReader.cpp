@@ -201,7 +201,7 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
   writer.StartObject();
   writeInteger(writer, "newest", newest, 0);
   // One more than asked for tells whether there are more.
-  auto select = database().prepare("SELECT " + std::string(kRowColumns) + " FROM request" +
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + ", report FROM request" +
                                    condition.where() + " ORDER BY id DESC LIMIT " +
                                    std::to_string(page.limit + 1));
   condition.bind(select);
