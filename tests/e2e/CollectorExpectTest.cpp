@@ -67,7 +67,7 @@ TEST(CollectorExpectTest, EndsWithAStatusAndAReadableDifference) {
       ASSERT_EQ(collector.send(report.empty() ? "?" : encoded(report)).status, 200);
     }
     const auto asked = collector.inspect("POST", "api/expect", expected);
-    EXPECT_NE(asked.content.find(status == 0 ? R"("met":"yes")" : R"("met":"no")"),
+    EXPECT_NE(asked.content.find(status == 0 ? R"("met":true)" : R"("met":false)"),
               asked.content.npos);
     EXPECT_EQ(collector.end(), status) << name;
     collector.process().errors().waitForEnd(Clock::now() + kPatience);

@@ -47,8 +47,10 @@ long OpenConnections::onBytes(BIO*, int operation, const char*, std::size_t, int
                               std::size_t* processed) {
   if (operation != (BIO_CB_READ | BIO_CB_RETURN) || result <= 0 || !processed) return result;
   bytesLeft -= static_cast<long>(*processed);
-  if (bytesLeft < 0) closeThisThreads();
-  return result;
+  if (bytesLeft >= 0) return result;
+  closeThisThreads();
+  *processed = 0;
+  return -1;  // What is still on its way is not read either.
 }
 
 void OpenConnections::headIsRead() { bytesLeft = kMostInAll; }
@@ -68,17 +70,22 @@ void OpenConnections::onFree(void*, void* data, CRYPTO_EX_DATA*, int, long, void
   delete entry;
 }
 
+void OpenConnections::endDelays() {
+  const std::lock_guard lock(mutex_);
+  isWithoutDelays_ = true;
+  ending_.notify_all();
+}
+
 void OpenConnections::endInput() {
   const std::lock_guard lock(mutex_);
   ended_ = true;
-  ending_.notify_all();
   for (const Connection* entry : connections_) shutdown(entry->socket, SHUT_RD);
 }
 
 void OpenConnections::waitUnlessEnding(std::chrono::milliseconds time) {
   if (time <= std::chrono::milliseconds(0)) return;
   std::unique_lock lock(mutex_);
-  ending_.wait_for(lock, time, [this] { return ended_; });
+  ending_.wait_for(lock, time, [this] { return isWithoutDelays_; });
 }
 
 void OpenConnections::closeThisThreads() {

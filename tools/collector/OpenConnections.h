@@ -16,6 +16,9 @@ class OpenConnections {
   // From now on connections of this context are known. It must not outlive this object.
   void watch(SSL_CTX* context);
 
+  // From now on no answer waits.
+  void endDelays();
+
   // Every connection, also one still to come, meets the end of its input; answers can be written.
   void endInput();
 
@@ -54,6 +57,7 @@ class OpenConnections {
   std::condition_variable ending_;
   std::set<Connection*> connections_;
   bool ended_ = false;
+  bool isWithoutDelays_ = false;
 };
 
 }  // namespace collector

@@ -3,6 +3,7 @@
 #include <httplib.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <iostream>
@@ -21,6 +22,11 @@ constexpr std::size_t kMaximalBody = std::size_t{64} << 20;
 constexpr std::chrono::seconds kClientTimeout{60};
 constexpr std::size_t kMostConnections = 4096;
 constexpr std::size_t kRequestsPerConnection = 1'000'000;
+
+// How long the end waits for answers that are being written.
+constexpr std::chrono::seconds kEndTime{2};
+
+thread_local bool isAnswering = false;
 
 using HandlerResponse = httplib::Server::HandlerResponse;
 
@@ -88,13 +94,15 @@ class Server::Implementation {
       response.status = 400;
       return HandlerResponse::Handled;
     });
-    http_.set_logger([refusal](const httplib::Request& request, const httplib::Response& response) {
-      OpenConnections::requestIsRead();
-      if (response.has_header(kTaken) || OpenConnections::isThisThreadsClosed()) return;
-      refusal(received(request), response.status);
-      // The rest of what was refused must not be taken for a request.
-      OpenConnections::closeThisThreads();
-    });
+    http_.set_logger(
+        [this, refusal](const httplib::Request& request, const httplib::Response& response) {
+          OpenConnections::requestIsRead();
+          endAnswer();
+          if (response.has_header(kTaken) || OpenConnections::isThisThreadsClosed()) return;
+          refusal(received(request), response.status);
+          // The rest of what was refused must not be taken for a request.
+          OpenConnections::closeThisThreads();
+        });
     http_.set_exception_handler(
         [](const auto&, httplib::Response& response, std::exception_ptr exception) {
           response.status = 500;
@@ -113,14 +121,27 @@ class Server::Implementation {
                                      const httplib::ContentReader& reader) {
       ReceivedRequest incoming = received(request);
       if (!readBody(request, reader, incoming.body)) return;
+      beginAnswer();
       respond(response, handler(std::move(incoming)));
     });
   }
 
   void get(const std::string& path, Handler handler) {
     http_.Get(path, [this, handler](const httplib::Request& request, httplib::Response& response) {
+      beginAnswer();
       respond(response, handler(received(request)));
     });
+  }
+
+  // What was taken is answered, also at the end.
+  void beginAnswer() {
+    isAnswering = true;
+    ++answering_;
+  }
+
+  void endAnswer() {
+    if (isAnswering) --answering_;
+    isAnswering = false;
   }
 
   void respond(httplib::Response& response, const Answer& answer) {
@@ -150,12 +171,18 @@ class Server::Implementation {
   void stop() {
     if (!thread_.joinable()) return;
     http_.stop();
+    connections_.endDelays();
+    const auto deadline = std::chrono::steady_clock::now() + kEndTime;
+    while (answering_ > 0 && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     connections_.endInput();
     thread_.join();
   }
 
  private:
   OpenConnections connections_;
+  std::atomic<int> answering_ = 0;
   httplib::SSLServer http_;
   socket_t listener_ = INVALID_SOCKET;
   std::thread thread_;

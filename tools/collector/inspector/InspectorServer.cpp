@@ -224,9 +224,9 @@ class InspectorServer::Implementation {
       const auto expectations = readExpectations(request.body, error);
       if (!expectations) return refuse(response, 400, error);
       const Comparison outcome = compareOwn(store_, *expectations);
-      response.set_content(
-          jsonObject({{"met", outcome.isMet ? "yes" : "no"}, {"differences", outcome.text}}),
-          kJson);
+      response.set_content("{\"met\":" + std::string(outcome.isMet ? "true" : "false") + "," +
+                               jsonObject({{"differences", outcome.text}}).substr(1),
+                           kJson);
     });
   }
 

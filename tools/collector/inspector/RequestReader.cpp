@@ -24,7 +24,7 @@ constexpr const char* kRowColumns =
 constexpr int kRowEnd = 15;
 
 // Only the newest requests of an installation are looked at.
-constexpr int kMostEvidence = 20'000;
+constexpr int kMostEvidence = 5'000;
 constexpr std::size_t kLongestValue = 400;
 
 // A condition and the texts that are bound to it.

@@ -128,7 +128,7 @@ keys.listen({
 
 connection.then(connect.show);
 showView(view);
-list.load().catch(() => {});
+list.load().then(refreshRest, () => {});
 if (address.get('request')) {
   const other = Number(address.get('compare'));
   list.select(Number(address.get('request')));

@@ -2,7 +2,14 @@
 import {byId, element} from './dom.js';
 import * as format from './format.js';
 
-export function say(text) { byId('announcement').textContent = text; }
+const readingTime = 5000;
+let timer;
+
+export function say(text) {
+  clearTimeout(timer);
+  byId('announcement').textContent = text;
+  timer = setTimeout(() => { byId('announcement').textContent = ''; }, readingTime);
+}
 
 export async function copy(text, what) {
   try {

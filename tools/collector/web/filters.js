@@ -10,6 +10,7 @@ const texts = ['installation', 'event', 'search'];
 
 export class Filters {
   #names = new Map();  // Of installations.
+  #version = 0;        // Of the names.
 
   constructor(onChange) {
     const chosen = address.getAll('kind');
@@ -35,6 +36,9 @@ export class Filters {
   get installation() { return byId('installation').value; }
   get search() { return byId('search').value; }
 
+  // What rows of the list depend on besides their requests.
+  get appearance() { return `${this.#version} ${this.search}`; }
+
   query() {
     const query = new URLSearchParams();
     for (const kind of this.#kinds()) query.append('kind', kind);
@@ -52,7 +56,10 @@ export class Filters {
   async refresh() {
     const {installations, events} = await api.facets();
     for (const {id, application, device} of installations) {
-      if (application || device) this.#names.set(id, [application, device].filter(Boolean).join(' on '));
+      const name = [application, device].filter(Boolean).join(' on ');
+      if (!name || this.#names.get(id) === name) continue;
+      this.#names.set(id, name);
+      ++this.#version;
     }
     this.#offerInstallations(installations.map(({id}) => id), this.installation);
     byId('events').replaceChildren(...events.map((name) => element('option', {value: name})));

@@ -11,6 +11,9 @@ export function time(milliseconds) {
 export const day = (milliseconds) => new Date(milliseconds).toLocaleDateString('en-GB',
   {weekday: 'short', day: 'numeric', month: 'short', year: 'numeric'});
 
+export const shortDay = (milliseconds) => new Date(milliseconds).toLocaleDateString('en-GB',
+  {day: 'numeric', month: 'short'});
+
 export const dateAndTime = (milliseconds) => `${day(milliseconds)}, ${time(milliseconds)}`;
 
 export const number = (value) => value.toLocaleString('en-US').replaceAll(',', '\u202f');

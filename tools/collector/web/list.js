@@ -17,7 +17,7 @@ function rowOf(request, filters) {
   const value = format.gist(request.value);
   const isAnswered = request.status >= 200 && request.status < 300;
   return element('tr', {'data-id': request.id, 'data-kind': request.kind, tabindex: '-1'},
-    cell('time', [element('span', {class: 'day'}, format.day(request.time).slice(0, -5)), ' ', format.time(request.time)],
+    cell('time', [element('span', {class: 'day'}, format.shortDay(request.time)), ' ', format.time(request.time)],
       {title: format.dateAndTime(request.time)}),
     cell('kind', element('span', {class: `kind ${request.kind}`}, request.kind)),
     cell('event', hit(request.event ?? ''), {title: request.event}),
@@ -37,7 +37,7 @@ export class List {
   #selected = null;
   #loading = null;
   #again = false;
-  #drawnFor = null;  // What the rows depend on besides the requests.
+  #drawnFor = null;  // The appearance that the rows have; none before the first.
 
   constructor(filters, onOpen) {
     this.#filters = filters;
@@ -100,9 +100,9 @@ export class List {
     for (const other of byId('rows').children) other.removeAttribute('aria-current');
   }
 
+  // Shows the same requests, as installations are called by now.
   redraw() {
-    this.#drawnFor = null;
-    this.#show();
+    if (this.#drawnFor !== null && this.#drawnFor !== this.#filters.appearance) this.#show();
   }
 
   async #load() {
@@ -115,10 +115,10 @@ export class List {
 
   // Rows that stay keep their elements, so that a selection and the focus survive.
   #show() {
-    const search = this.#filters.search;
-    const kept = new Map(this.#drawnFor === search
+    const appearance = this.#filters.appearance;
+    const kept = new Map(this.#drawnFor === appearance
       ? [...byId('rows').children].map((row) => [Number(row.dataset.id), row]) : []);
-    this.#drawnFor = search;
+    this.#drawnFor = appearance;
     byId('rows').replaceChildren(...this.#page.requests.map((request) =>
       kept.get(request.id) ?? rowOf(request, this.#filters)));
     this.#mark();
