@@ -253,7 +253,7 @@ std::string RequestReader::facets() {
   // The newest report knows what the installation runs on.
   auto installations = database().prepare(
       "SELECT i.installation, (SELECT report FROM request WHERE installation = i.installation AND "
-      "kind IN ('launch', 'event') ORDER BY id DESC LIMIT 1) FROM (SELECT installation, max(id) "
+      "+kind IN ('launch', 'event') ORDER BY id DESC LIMIT 1) FROM (SELECT installation, max(id) "
       "AS last FROM request WHERE installation IS NOT NULL GROUP BY installation) i "
       "ORDER BY i.last DESC LIMIT " +
       std::to_string(kMostFacets));
@@ -289,20 +289,22 @@ std::string RequestReader::checklist(const std::string& installation) {
   const std::lock_guard lock(mutex_);
   std::string chosen = installation;
   if (chosen.empty()) {
-    auto newest = database().prepare(
+    auto last = database().prepare(
         "SELECT installation FROM request WHERE installation IS NOT NULL ORDER BY id DESC LIMIT 1");
-    if (newest.step()) chosen = newest.text(0);
+    if (last.step()) chosen = last.text(0);
   }
-  // What cannot be decoded names no installation, so it may be this one's.
-  auto select = database().prepare(
+  // What cannot be decoded names no installation, so it may be this one's. Each half walks an
+  // index.
+  const std::string columns =
       "SELECT id, kind, event, launches, events, cached_seconds, status, query, path, problems, "
-      "error IS NOT NULL FROM request WHERE installation = ? OR kind = 'undecodable' "
-      "ORDER BY id DESC LIMIT " +
-      std::to_string(kMostEvidence));
+      "error IS NOT NULL FROM request WHERE ";
+  const std::string newest = " ORDER BY id DESC LIMIT " + std::to_string(kMostEvidence) + ")";
+  auto select = database().prepare(
+      "SELECT * FROM (" + columns + "installation = ?" + newest + " UNION ALL SELECT * FROM (" +
+      columns + "kind = 'undecodable' AND installation IS NULL" + newest + " ORDER BY id");
   select.bind(1, std::string_view(chosen));
   std::vector<Evidence> requests;
   while (select.step()) requests.push_back(evidenceOf(select));
-  std::reverse(requests.begin(), requests.end());
   return checklistJson(validUtf8(chosen), checklistOf(requests));
 }
 

@@ -113,15 +113,17 @@ export class List {
     this.#show();
   }
 
-  // Rows that stay keep their elements, so that a selection and the focus survive.
+  // Rows that stay keep their elements, or at least the focus.
   #show() {
     const appearance = this.#filters.appearance;
     const kept = new Map(this.#drawnFor === appearance
       ? [...byId('rows').children].map((row) => [Number(row.dataset.id), row]) : []);
     this.#drawnFor = appearance;
+    const focused = document.activeElement?.closest('#rows tr')?.dataset.id;
     byId('rows').replaceChildren(...this.#page.requests.map((request) =>
       kept.get(request.id) ?? rowOf(request, this.#filters)));
     this.#mark();
+    if (focused) byId('rows').querySelector(`[data-id="${focused}"]`)?.focus();
     const isFiltered = this.#filters.query().size > 0 || !this.isLive;
     byId('empty').hidden = this.#page.requests.length > 0 || !isFiltered;
     byId('welcome').hidden = this.#page.requests.length > 0 || isFiltered;
