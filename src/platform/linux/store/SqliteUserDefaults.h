@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/Dispatcher.h"
 #include "platform/LogSink.h"
@@ -25,9 +26,12 @@ class SqliteUserDefaults final : public UserDefaults,
                                  public ExitParticipant,
                                  public std::enable_shared_from_this<SqliteUserDefaults> {
  public:
+  using Deadline = std::chrono::steady_clock::time_point;
+
   static std::shared_ptr<SqliteUserDefaults> make(std::string path,
                                                   std::shared_ptr<SerialQueue> flushQueue,
-                                                  std::shared_ptr<LogSink> log);
+                                                  std::shared_ptr<LogSink> log,
+                                                  std::function<void()> whenSetAside = {});
   ~SqliteUserDefaults() override;
 
   std::optional<Value> get(std::string_view key) const override;
@@ -36,19 +40,24 @@ class SqliteUserDefaults final : public UserDefaults,
   void update(const Change& change) override;
   bool updateWithin(std::chrono::milliseconds limit, const Change& change) override;
   bool synchronize() override;
-  void processIsExiting() override { synchronize(); }
+  // The same, but waits for others no longer than this.
+  bool synchronizeUntil(Deadline deadline);
+  void processIsExiting() override;
 
  private:
   using Values = std::map<std::string, Value, std::less<>>;
   using Changes = std::map<std::string, std::optional<Value>, std::less<>>;
 
   SqliteUserDefaults(std::string path, std::shared_ptr<SerialQueue> flushQueue,
-                     std::shared_ptr<LogSink> log);
+                     std::shared_ptr<LogSink> log, std::function<void()> whenSetAside);
 
   class MemoryEdit;
 
   void loadOnce() const;
-  void applyInMemory(const Change& change);
+  void postponeOrApply(const Change& change);
+  void applyPostponed() const;
+  void applyInMemory(const Change& change) const;
+  bool commitAll(DeferredLog& log);
   bool commitChange(const Change& change);
   void change(std::string_view key, std::optional<Value> value);
   void scheduleFlush();
@@ -73,6 +82,7 @@ class SqliteUserDefaults final : public UserDefaults,
   mutable std::mutex mutex_;
   mutable Values values_;
   mutable Changes uncommitted_;
+  mutable std::vector<Change> postponed_;  // Until the values that they start from are there.
 };
 
 }  // namespace quarnel
