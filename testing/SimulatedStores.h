@@ -48,10 +48,7 @@ class SimulatedCounters : public CounterStore {
   }
   Totals totals() override { return counts; }
 
-  void processEnded() {
-    counts[Tally::kWithProcess] =
-        counts[Tally::kAccepted] - counts.ended();
-  }
+  void processEnded() { counts[Tally::kWithProcess] = counts[Tally::kAccepted] - counts.ended(); }
 
   Totals counts{};
 };

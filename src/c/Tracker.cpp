@@ -141,7 +141,8 @@ char* quarnel_tracker_get_quarnel_uid(quarnel_tracker* tracker) {
 
 char* quarnel_tracker_diagnostics(const quarnel_tracker* tracker) {
   return guardedResult<char*>(nullptr, [&] {
-    return ownedText(quarnel::writeTaggedJson(quarnel::toDictionary(trackerOf(tracker).diagnostics())));
+    return ownedText(
+        quarnel::writeTaggedJson(quarnel::toDictionary(trackerOf(tracker).diagnostics())));
   });
 }
 

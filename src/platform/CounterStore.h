@@ -22,7 +22,7 @@ enum class Tally : std::uint8_t {
   kCacheFull,
   kCacheWriteFailed,
   kUnreadableRecord,
-  kWithProcess,       // Counted by the store itself, as are the next two.
+  kWithProcess,  // Counted by the store itself, as are the next two.
   kDeletedFromCache,
   kStoreSetAside,
 };

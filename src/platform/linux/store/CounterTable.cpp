@@ -89,8 +89,7 @@ CounterStore::Totals difference(CounterStore::Totals left, const CounterStore::T
 std::shared_ptr<CounterTable> CounterTable::make(const std::string& folder,
                                                  std::shared_ptr<SerialQueue> queue,
                                                  std::shared_ptr<LogSink> log) {
-  std::shared_ptr<CounterTable> table(
-      new CounterTable(folder, std::move(queue), std::move(log)));
+  std::shared_ptr<CounterTable> table(new CounterTable(folder, std::move(queue), std::move(log)));
   callAtExit(table);
   return table;
 }
@@ -196,8 +195,7 @@ int CounterTable::write(sqlite3* database, const ProcessMark::Others& others, Me
 }
 
 // Rows without a living process.
-int CounterTable::buryEnded(sqlite3* database, const ProcessMark::Others& others,
-                            Totals& noticed) {
+int CounterTable::buryEnded(sqlite3* database, const ProcessMark::Others& others, Totals& noticed) {
   if (!others.isKnown()) return SQLITE_OK;
   SqliteStatement rows(database, "SELECT process, accepted - ended FROM open", kOften);
   SqliteStatement bury(database, "DELETE FROM open WHERE process = ?1", kOften);

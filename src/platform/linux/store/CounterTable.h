@@ -75,8 +75,8 @@ class CounterTable final : public CounterStore, public ExitParticipant {
   ProcessMark mark_;
   std::string rowName_;  // The mark under which this process has its row.
 
-  std::mutex mutex_;  // For memory only.
-  Totals saved_{};    // As of the last use of the file.
+  std::mutex mutex_;                // For memory only.
+  Totals saved_{};                  // As of the last use of the file.
   std::optional<Listing> listing_;  // To be compared with the totals.
   std::uint64_t listings_ = 0;
   std::atomic<bool> isLoaded_ = false;

@@ -63,8 +63,8 @@ ProcessMark::Others::Others(const ProcessMark& own) {
     const std::string name = entry->path().filename().string();
     if (!name.starts_with(kPrefix) || name == own.name_) continue;
     // A FIFO does not block here, and nothing else than a file can be a mark.
-    FileDescriptor file(::open(entry->path().c_str(),
-                               O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    FileDescriptor file(
+        ::open(entry->path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file.valid() && errno == ENOENT) continue;
     if (file.valid() && tryLock(file.get())) {
       ended_.push_back({entry->path().string(), std::move(file)});

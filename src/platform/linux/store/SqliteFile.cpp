@@ -95,8 +95,8 @@ int SqliteStatement::run() {
   return code == SQLITE_DONE || code == SQLITE_ROW ? SQLITE_OK : code;
 }
 
-SqliteFile::SqliteFile(std::string purpose, std::string path, Schema schema,
-                       Durability durability, std::function<void()> whenSetAside)
+SqliteFile::SqliteFile(std::string purpose, std::string path, Schema schema, Durability durability,
+                       std::function<void()> whenSetAside)
     : purpose_(std::move(purpose)),
       path_(std::move(path)),
       schema_(std::move(schema)),
@@ -287,7 +287,7 @@ void SqliteFile::setAside(const std::string& reason, DeferredLog& log) {
   }
   failing_ = false;
   isSuspect_ = false;
- if (whenSetAside_) whenSetAside_();
+  if (whenSetAside_) whenSetAside_();
   log.add("the " + purpose_ + " in " + path_ + " cannot be used: " + reason + ". Set aside as " +
           aside);
 }

@@ -205,7 +205,8 @@ bool SqliteUserDefaults::updateWithin(std::chrono::milliseconds limit, const Cha
   return commitChange(change);
 }
 
-// With fileMutex_ held. Once the values are loaded, without a file the step is one for this process alone.
+// With fileMutex_ held. Once the values are loaded, without a file the step is one for this process
+// alone.
 bool SqliteUserDefaults::commitChange(const Change& change) {
   DeferredLog log(*log_);
   bool isApplied = false;
