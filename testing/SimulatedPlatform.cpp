@@ -21,6 +21,7 @@ void SimulatedPlatform::restartApplication() {
   ports_->notifications.removeObservers();
   tracker_.reset();
   ports_->defaults.keepUnsynchronized();
+  ports_->counters.processEnded();
 }
 
 void SimulatedPlatform::killApplication() {

@@ -38,11 +38,17 @@ class SimulatedUserDefaults : public UserDefaults {
   std::map<std::string, std::optional<Value>> synchronized_;  // Of the keys changed since.
 };
 
+// Saves at once.
 class SimulatedCounters : public CounterStore {
  public:
-  void increment(std::size_t counter) override { ++counts[counter]; }
+  void increment(Tally tally) override { ++counts[tally]; }
   void saveSoon() override {}
+  void recordsListed(std::uint64_t records) override {
+    counts[Tally::kDeletedFromCache] += counts.missingRecords(records);
+  }
   Totals totals() override { return counts; }
+
+  void processEnded() { counts[Tally::kWithProcess] = counts[Tally::kAccepted] - counts.ended(); }
 
   Totals counts{};
 };

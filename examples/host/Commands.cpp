@@ -267,26 +267,7 @@ void Commands::printQuarnelUID(const Arguments&) {
 }
 
 void Commands::printDiagnostics(const Arguments&) {
-  const quarnel::Diagnostics numbers = tracker_.diagnostics();
-  printResult(
-      "diagnostics",
-      quarnel::Dictionary{
-          {"accepted", numbers.accepted},
-          {"notDue", numbers.notDue},
-          {"built", numbers.built},
-          {"delivered", numbers.delivered},
-          {"failed", numbers.failed},
-          {"cached", numbers.cached},
-          {"replayed", numbers.replayed},
-          {"waiting", numbers.waiting},
-          {"inFlight", numbers.inFlight},
-          {"lost", quarnel::Dictionary{{"tooManyWaiting", numbers.lost.tooManyWaiting},
-                                       {"missingDeveloperKey", numbers.lost.missingDeveloperKey},
-                                       {"abandoned", numbers.lost.abandoned},
-                                       {"cacheFull", numbers.lost.cacheFull},
-                                       {"cacheWriteFailed", numbers.lost.cacheWriteFailed},
-                                       {"unreadableRecords", numbers.lost.unreadableRecords},
-                                       {"withProcess", numbers.lost.withProcess}}}});
+  printResult("diagnostics", quarnel::toDictionary(tracker_.diagnostics()));
 }
 
 void Commands::wait(const Arguments& arguments) {

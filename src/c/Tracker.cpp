@@ -36,26 +36,6 @@ quarnel::ValidationFailure failureCallback(quarnel_on_purchase_invalid callback,
   };
 }
 
-Dictionary dictionaryOf(const quarnel::Diagnostics& numbers) {
-  const auto& lost = numbers.lost;
-  return {{"accepted", numbers.accepted},
-          {"notDue", numbers.notDue},
-          {"built", numbers.built},
-          {"delivered", numbers.delivered},
-          {"failed", numbers.failed},
-          {"cached", numbers.cached},
-          {"replayed", numbers.replayed},
-          {"waiting", numbers.waiting},
-          {"inFlight", numbers.inFlight},
-          {"lost", Dictionary{{"tooManyWaiting", lost.tooManyWaiting},
-                              {"missingDeveloperKey", lost.missingDeveloperKey},
-                              {"abandoned", lost.abandoned},
-                              {"cacheFull", lost.cacheFull},
-                              {"cacheWriteFailed", lost.cacheWriteFailed},
-                              {"unreadableRecords", lost.unreadableRecords},
-                              {"withProcess", lost.withProcess}}}};
-}
-
 }  // namespace
 
 quarnel_status quarnel_configure_shared_tracker(const quarnel_environment* environment) {
@@ -161,7 +141,8 @@ char* quarnel_tracker_get_quarnel_uid(quarnel_tracker* tracker) {
 
 char* quarnel_tracker_diagnostics(const quarnel_tracker* tracker) {
   return guardedResult<char*>(nullptr, [&] {
-    return ownedText(quarnel::writeTaggedJson(dictionaryOf(trackerOf(tracker).diagnostics())));
+    return ownedText(
+        quarnel::writeTaggedJson(quarnel::toDictionary(trackerOf(tracker).diagnostics())));
   });
 }
 

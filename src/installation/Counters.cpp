@@ -1,6 +1,8 @@
 #include "installation/Counters.h"
 
+#include <atomic>
 #include <limits>
+#include <memory>
 #include <string_view>
 
 #include "installation/PersistedKeys.h"
@@ -99,13 +101,14 @@ std::int32_t Counters::getRealLaunchCounter(std::optional<std::int32_t> endedSes
 }
 
 void Counters::incrementRealLaunchCounter() {
-  std::int32_t number = 0;
-  defaults_.updateWithin(limits::kSessionCommit, [&number](UserDefaults::Edit& edit) {
-    number = next(optionalCounterFrom(edit.get(keys::kRealLaunchCounter)));
-    edit.set(keys::kRealLaunchCounter, number);
+  // Shared: the store may keep the change for later.
+  const auto number = std::make_shared<std::atomic<std::int32_t>>(0);
+  defaults_.updateWithin(limits::kSessionCommit, [number](UserDefaults::Edit& edit) {
+    *number = next(optionalCounterFrom(edit.get(keys::kRealLaunchCounter)));
+    edit.set(keys::kRealLaunchCounter, number->load());
   });
   log_("-[QuarnelTracker incrementRealLaunchCounter]",
-       "incrementRealLaunchCounter real lanunch counter after increment = ", number);
+       "incrementRealLaunchCounter real lanunch counter after increment = ", number->load());
 }
 
 }  // namespace quarnel

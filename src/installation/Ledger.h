@@ -8,23 +8,6 @@
 
 namespace quarnel {
 
-// What can happen to a report. The order is that of the stored counters: new ones go to the end.
-enum class Tally {
-  kAccepted,
-  kNotDue,
-  kBuilt,
-  kDelivered,
-  kFailed,
-  kCached,
-  kReplayed,
-  kTooManyWaiting,
-  kMissingDeveloperKey,
-  kAbandoned,
-  kCacheFull,
-  kCacheWriteFailed,
-  kUnreadableRecord,
-};
-
 // Keeps count of what becomes of reports. Callable from any thread.
 class Ledger {
  public:
@@ -32,8 +15,12 @@ class Ledger {
 
   void count(Tally tally);
 
-  // With what this process has: reports that wait to be built, and those that the transport has.
-  Diagnostics read(std::uint64_t waiting, std::uint64_t inFlight) const;
+  // So many usable records lie in the offline cache; see CounterStore.
+  void recordsListed(std::uint64_t records) { store_.recordsListed(records); }
+
+  // With what this process has: reports that wait to be built, those that the transport has, and
+  // purchases that are being validated.
+  Diagnostics read(std::uint64_t waiting, std::uint64_t inFlight, std::uint64_t validating) const;
 
  private:
   CounterStore& store_;

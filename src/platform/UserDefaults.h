@@ -32,7 +32,8 @@ class UserDefaults {
   virtual void update(const Change& change) = 0;
 
   // The same for a thread that must not wait. What cannot be committed within the limit takes
-  // effect in memory at once, and is committed later; false then.
+  // effect in memory at once, and is committed later; false then. The store may keep `change`, so
+  // it must own what it uses.
   virtual bool updateWithin(std::chrono::milliseconds limit, const Change& change) = 0;
 
   // Returns when everything set before survives the end of the process; false when the store could

@@ -37,7 +37,9 @@ class QUARNEL_INTERNAL QuarnelTracker::Graph {
  public:
   Graph(Platform& adapter, ServiceConfiguration serviceConfiguration);
 
-  Diagnostics diagnostics() const { return ledger.read(intake.waiting(), builder.inFlight()); }
+  Diagnostics diagnostics() const {
+    return ledger.read(intake.waiting(), builder.inFlight(), purchases.waiting());
+  }
 
   Platform& platform;
   const ServiceConfiguration services;

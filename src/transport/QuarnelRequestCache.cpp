@@ -129,7 +129,10 @@ std::deque<RequestRecord> QuarnelRequestCache::getCachedRequests() {
   std::deque<RequestRecord> records;
   const std::optional<std::string> directory = getCacheDirectoryPath();
   if (!directory) return records;
-  std::vector<std::string> names = files_.list(*directory).value_or(std::vector<std::string>());
+  const auto listed = files_.list(*directory);
+  if (!listed) return records;
+  std::vector<std::string> names = *listed;
+  tellLedger(names);
   std::sort(names.begin(), names.end());
   std::size_t total = 0;
   for (const std::string& name : names) {
@@ -151,6 +154,14 @@ std::deque<RequestRecord> QuarnelRequestCache::getCachedRequests() {
     }
   }
   return records;
+}
+
+// Records that are known as unusable are counted as such already.
+void QuarnelRequestCache::tellLedger(const std::vector<std::string>& names) {
+  const auto usable = std::count_if(names.begin(), names.end(), [this](const std::string& name) {
+    return name.ends_with(kCacheFileExtension) && unreadable_.count(name) == 0;
+  });
+  ledger_.recordsListed(static_cast<std::uint64_t>(usable));
 }
 
 // Files of other names are not the cache's. The bound is for a folder that somebody fills.

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "installation/Ledger.h"
 #include "platform/Clock.h"
@@ -54,6 +55,7 @@ class QuarnelRequestCache {
   std::deque<RequestRecord> getCachedRequests();
   void write(const QuarnelRequestCacheData& record);
   std::optional<std::string> writeFile(const std::string& content, std::string& path);
+  void tellLedger(const std::vector<std::string>& names);
   void countUnreadable(const std::string& name);
   void setAside(const std::string& name);
   void load();

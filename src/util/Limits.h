@@ -93,4 +93,24 @@ inline constexpr std::size_t kLargestReceipt = std::size_t{16} << 20;
 // the notification returns, unless somebody else keeps the store locked for longer than a frame.
 inline constexpr std::chrono::milliseconds kSessionCommit{20};
 
+// --- Waiting for locks
+// -------------------------------------------------------------------------------
+
+// Others hold the lock of a store for microseconds, unless they were stopped while they held it. A
+// thread of the library gives such a process this long before it goes on without the file.
+inline constexpr std::chrono::seconds kStoreLock{5};
+
+// The counters: diagnostics(), drain() and the end of the process go on without the file.
+inline constexpr std::chrono::milliseconds kCounterLock{200};
+
+// At the end of the process: the settings; with the counters, and what the queues still have to do,
+// about a second, which is what a user puts up with.
+inline constexpr std::chrono::milliseconds kExitCommit{500};
+
+// As short as a lock is commonly held, and long enough not to burn the processor.
+inline constexpr std::chrono::milliseconds kLockRetry{1};
+
+// Accepted reports are on the disk's books this soon; a burst shares one use of the file.
+inline constexpr std::chrono::milliseconds kCounterSave{8};
+
 }  // namespace quarnel::limits

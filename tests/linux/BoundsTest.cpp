@@ -1,8 +1,6 @@
 // Bounds and counts with real threads, sockets and files.
 #include <QuarnelTvOsLib/QuarnelTracker.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -11,9 +9,6 @@
 #include "TlsServer.h"
 #include "platform/Platform.h"
 #include "platform/PlatformFactory.h"
-#include "platform/linux/dispatch/LinuxDispatcher.h"
-#include "platform/linux/store/CounterFile.h"
-#include "platform/linux/store/FileDescriptor.h"
 #include "util/Limits.h"
 
 namespace quarnel::test {
@@ -73,78 +68,6 @@ TEST(BoundsTest, AMillionEventsForAServerThatNeverAnswers) {
   EXPECT_EQ(numbers.waiting + numbers.inFlight + numbers.delivered, 0U);
   EXPECT_EQ(numbers.failed, numbers.accepted);
   EXPECT_EQ(numbers.failed, numbers.cached + numbers.lost.cacheFull);
-}
-
-class CounterFileTest : public ::testing::Test {
- protected:
-  std::shared_ptr<CounterFile> open() {
-    return CounterFile::make(directory_ / "Library/counters",
-                             dispatcher_.makeUncountedQueue("counters"), log_);
-  }
-
-  TemporaryDirectory directory_;
-  std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
-  LinuxDispatcher dispatcher_{nullptr, std::make_shared<PendingWork>(), log_};
-};
-
-TEST_F(CounterFileTest, ProcessesAddUpAndAKilledOneCostsNothingThatWasSaved) {
-  const auto first = open();
-  const auto second = open();
-  first->increment(0);
-  first->increment(15);
-  first->save();
-  second->increment(0);
-  EXPECT_EQ(second->totals()[0], 2U);
-  second->saveSoon();
-  // Another process sees it without being told.
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (open()->totals()[0] != 2 && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  first->increment(0);
-  first->save();
-  EXPECT_EQ(open()->totals()[0], 3U);
-  EXPECT_EQ(open()->totals()[15], 1U);
-  EXPECT_EQ(log_->lines(), std::vector<std::string>());
-}
-
-TEST_F(CounterFileTest, DamageStartsAtZeroAndIsMended) {
-  for (const char* content : {"", "nonsense"}) {
-    const auto counters = open();
-    counters->increment(1);
-    counters->save();
-    std::ofstream(directory_ / "Library/counters", std::ios::trunc) << content;
-    counters->increment(1);
-    counters->save();
-    EXPECT_EQ(open()->totals()[1], 1U) << content;
-    std::filesystem::remove(directory_ / "Library/counters");
-  }
-  EXPECT_FALSE(log_->lines().empty());
-}
-
-TEST_F(CounterFileTest, WhatCannotBeSavedIsKeptInMemory) {
-  std::filesystem::create_directories(directory_ / "Library/counters");
-  const auto counters = open();
-  counters->increment(2);
-  counters->save();
-  EXPECT_EQ(counters->totals()[2], 1U);
-  std::filesystem::remove(directory_ / "Library/counters");
-  counters->save();
-  EXPECT_EQ(open()->totals()[2], 1U);
-}
-
-TEST_F(CounterFileTest, ALockThatSomebodyKeepsHoldsNobodyUp) {
-  const std::string path = directory_ / "Library/counters";
-  open()->totals();  // Makes the file.
-  const FileDescriptor held(::open(path.c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
-  const auto counters = open();
-  counters->increment(3);
-  counters->save();  // Without a limit this and the next line would never return.
-  EXPECT_EQ(counters->totals()[3], 1U);
-  ASSERT_EQ(::flock(held.get(), LOCK_UN), 0);
-  counters->save();
-  EXPECT_EQ(open()->totals()[3], 1U);
 }
 
 }  // namespace

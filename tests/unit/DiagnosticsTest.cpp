@@ -11,32 +11,6 @@ using std::chrono::seconds;
 using testing::ScriptedAnswer;
 using testing::SimulatedPlatform;
 
-std::string numbersOf(const Diagnostics& d) {
-  const std::pair<const char*, std::uint64_t> numbers[] = {
-      {"accepted", d.accepted},
-      {"notDue", d.notDue},
-      {"built", d.built},
-      {"delivered", d.delivered},
-      {"failed", d.failed},
-      {"cached", d.cached},
-      {"replayed", d.replayed},
-      {"waiting", d.waiting},
-      {"inFlight", d.inFlight},
-      {"tooManyWaiting", d.lost.tooManyWaiting},
-      {"missingDeveloperKey", d.lost.missingDeveloperKey},
-      {"abandoned", d.lost.abandoned},
-      {"cacheFull", d.lost.cacheFull},
-      {"cacheWriteFailed", d.lost.cacheWriteFailed},
-      {"unreadableRecords", d.lost.unreadableRecords},
-      {"withProcess", d.lost.withProcess},
-  };
-  std::string text;
-  for (const auto& [name, number] : numbers) {
-    if (number != 0) text += std::string(name) + " " + std::to_string(number) + ", ";
-  }
-  return text;
-}
-
 void configure(SimulatedPlatform& platform) {
   platform.tracker().setQuarnelDevKey("key");
   platform.tracker().setAppleAppID("1");
@@ -59,38 +33,38 @@ TEST(DiagnosticsTest, EveryReportIsSomewhere) {
          p.tracker().trackEventWithValue("e", "1");
          p.tracker().trackLocation(1, 2);
        },
-       "accepted 3, built 3, delivered 3, "},
+       "accepted 3, built 3, delivered 3"},
       {"a launch right after another",
        [](SimulatedPlatform& p) {
          p.post(UIApplicationWillResignActiveNotification);
          p.tracker().trackAppLaunch();
        },
-       "accepted 1, notDue 1, "},
+       "accepted 1, notDue 1"},
       {"without a key",
        [](SimulatedPlatform& p) {
          p.tracker().setQuarnelDevKey(std::nullopt);
          trackEvents(p, 2);
        },
-       "accepted 2, missingDeveloperKey 2, "},
+       "accepted 2, lost.missingDeveloperKey 2"},
       {"e-mails without text",
        [](SimulatedPlatform& p) {
          p.tracker().setUserEmails(Value::Array{1}, EmailCryptType::kNone);
          trackEvents(p, 1);
        },
-       "accepted 1, abandoned 1, "},
+       "accepted 1, lost.abandoned 1"},
       {"without a network, more than the cache holds",
        [](SimulatedPlatform& p) {
          p.setAnswer(ScriptedAnswer::failure());
          trackEvents(p, 43);
        },
-       "accepted 43, built 43, failed 43, cached 41, cacheFull 2, "},
+       "accepted 43, built 43, failed 43, cached 41, lost.cacheFull 2"},
       {"without a network or a disk",
        [](SimulatedPlatform& p) {
          p.setAnswer(ScriptedAnswer::failure());
          p.failWrites("full");
          trackEvents(p, 2);
        },
-       "accepted 2, built 2, failed 2, cacheWriteFailed 2, "},
+       "accepted 2, built 2, failed 2, lost.cacheWriteFailed 2"},
       {"replayed, and an unreadable file met twice",
        [](SimulatedPlatform& p) {
          p.files()["/simulated/Caches/QuarnelCache/1.000000.qn"] = "nonsense";
@@ -103,13 +77,34 @@ TEST(DiagnosticsTest, EveryReportIsSomewhere) {
          p.advance(seconds(1));
          trackEvents(p, 1);
        },
-       "accepted 4, built 4, delivered 2, failed 2, cached 2, replayed 2, unreadableRecords 1, "},
+       "accepted 4, built 4, delivered 2, failed 2, cached 2, replayed 2, lost.unreadableRecords "
+       "1"},
+      {"the user empties the caches",
+       [](SimulatedPlatform& p) {
+         p.setAnswer(ScriptedAnswer::failure());
+         trackEvents(p, 3);
+         p.advance(seconds(1));
+         std::erase_if(p.files(), [](const auto& file) {
+           return file.first.find("QuarnelCache/") != std::string::npos;
+         });
+         trackEvents(p, 1);
+         p.setAnswer(ScriptedAnswer::response(200));
+         p.advance(seconds(1));
+         trackEvents(p, 1);
+       },
+       "accepted 5, built 5, delivered 2, failed 3, cached 3, lost.deletedFromCache 3"},
+      {"a purchase waits for its validation",
+       [](SimulatedPlatform& p) {
+         p.setAnswer(ScriptedAnswer::response(200, "{}").after(seconds(10)));
+         p.tracker().validateAndTrackInAppPurchase("p", 1, "EUR", "t", std::nullopt, {}, {});
+       },
+       "validating 1"},
       {"on their way",
        [](SimulatedPlatform& p) {
          p.setAnswer(ScriptedAnswer::silence());
          trackEvents(p, 2);
        },
-       "accepted 2, built 2, inFlight 2, "},
+       "accepted 2, built 2, inFlight 2"},
       {"ended with the process",
        [](SimulatedPlatform& p) {
          p.setAnswer(ScriptedAnswer::silence());
@@ -118,14 +113,17 @@ TEST(DiagnosticsTest, EveryReportIsSomewhere) {
          trackEvents(p, 1);
          p.restartApplication();
        },
-       "accepted 3, built 2, withProcess 3, "},
+       "accepted 3, built 2, lost.withProcess 3"},
   };
   for (const auto& [what, happens, numbers] : cases) {
-    SimulatedPlatform platform;
+    HostEnvironment environment;
+    environment.setReceiptFile("/receipt");
+    SimulatedPlatform platform(environment);
+    platform.files()["/receipt"] = "receipt";
     configure(platform);
     happens(platform);
     platform.advance(seconds(2));
-    EXPECT_EQ(numbersOf(platform.tracker().diagnostics()), numbers) << what;
+    EXPECT_EQ(toText(platform.tracker().diagnostics()), numbers) << what;
   }
 }
 
@@ -136,11 +134,10 @@ TEST(DiagnosticsTest, WaitsUnbuiltWhileTheTransportIsBusyAndLosesNothing) {
   trackEvents(platform, 1000);
   platform.advance(seconds(1));
   EXPECT_EQ(platform.requests().size(), 256U);
-  EXPECT_EQ(numbersOf(platform.tracker().diagnostics()),
-            "accepted 1000, built 256, waiting 744, inFlight 256, ");
+  EXPECT_EQ(toText(platform.tracker().diagnostics()),
+            "accepted 1000, built 256, waiting 744, inFlight 256");
   platform.advance(seconds(60));
-  EXPECT_EQ(numbersOf(platform.tracker().diagnostics()),
-            "accepted 1000, built 1000, delivered 1000, ");
+  EXPECT_EQ(toText(platform.tracker().diagnostics()), "accepted 1000, built 1000, delivered 1000");
 }
 
 TEST(DiagnosticsTest, BoundsWhatWaits) {
@@ -150,12 +147,12 @@ TEST(DiagnosticsTest, BoundsWhatWaits) {
   platform.setAnswer(ScriptedAnswer::silence());
   trackEvents(platform, 17000);
   EXPECT_TRUE(platform.logged("too many reports wait"));
-  EXPECT_EQ(numbersOf(platform.tracker().diagnostics()),
-            "accepted 16384, waiting 16384, tooManyWaiting 616, ");
+  EXPECT_EQ(toText(platform.tracker().diagnostics()),
+            "accepted 16384, waiting 16384, lost.tooManyWaiting 616");
   platform.log().clear();
   platform.advance(seconds(1));
-  EXPECT_EQ(numbersOf(platform.tracker().diagnostics()),
-            "accepted 16384, built 256, waiting 16128, inFlight 256, tooManyWaiting 616, ");
+  EXPECT_EQ(toText(platform.tracker().diagnostics()),
+            "accepted 16384, built 256, waiting 16128, inFlight 256, lost.tooManyWaiting 616");
 
   SimulatedPlatform other;
   configure(other);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "platform/PlatformFactory.h"
@@ -13,9 +14,13 @@
 #include "platform/linux/process/LogSinks.h"
 #include "platform/linux/store/Directories.h"
 #include "platform/linux/store/FileDescriptor.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 namespace {
+
+// Whoever waits without a limit; the clock's range ends somewhere.
+constexpr std::chrono::milliseconds kLongestDrain = std::chrono::hours(24 * 365);
 
 std::shared_ptr<LogSink> makeLogSink(const HostOptions& options) {
   if (options.logSink) return std::make_shared<HostLogSink>(options.logSink);
@@ -61,6 +66,14 @@ std::unique_ptr<Keychain> makeMirroredKeychain(const HostOptions& options, Keych
                                             dispatcher.makeSerialQueue("keychain mirror"));
 }
 
+// For the databases: whoever looks at the diagnostics learns that one was begun afresh.
+std::function<void()> countSetAside(const std::shared_ptr<CounterStore>& counters) {
+  return [counters] {
+    counters->increment(Tally::kStoreSetAside);
+    counters->saveSoon();
+  };
+}
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(const HostOptions& options)
@@ -76,13 +89,13 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
       networkInterfaces_(options.wifi),
       hostServices_(options, *adapterLog_),
       dispatcher_(options.mainExecutor, pending_, adapterLog_),
+      counters_(CounterTable::make(directories.library + "/Preferences",
+                                   dispatcher_.makeUncountedQueue("counters"), adapterLog_)),
       userDefaults_(SqliteUserDefaults::make(directories.library + "/Preferences/user-defaults.db",
                                              dispatcher_.makeUncountedQueue("user defaults"),
-                                             adapterLog_)),
-      counters_(CounterFile::make(directories.library + "/Preferences/report-counters",
-                                  dispatcher_.makeUncountedQueue("counters"), adapterLog_)),
+                                             adapterLog_, countSetAside(counters_))),
       keychainFile_(keychainPath(options), options.bundle.bundleIdentifier.value_or(""),
-                    *adapterLog_),
+                    *adapterLog_, countSetAside(counters_)),
       mirroredKeychain_(makeMirroredKeychain(options, keychainFile_, dispatcher_)),
       engine_(std::make_shared<CurlEngine>(
           HttpSettings{options.certificateAuthorityFile, options.usesProxyVariables}, pending_)),
@@ -92,7 +105,7 @@ LinuxPlatform::~LinuxPlatform() {
   // The threads first: they use everything else.
   engine_->stop();
   dispatcher_.stop();
-  counters_->save();
+  counters_->saveUntil(std::chrono::steady_clock::now() + limits::kCounterLock);
 }
 
 Keychain& LinuxPlatform::keychain() {
@@ -103,9 +116,11 @@ Keychain& LinuxPlatform::keychain() {
 NotificationCenter& LinuxPlatform::notificationCenter() { return defaultNotificationCenter(); }
 
 bool LinuxPlatform::drain(std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() +
+                        std::clamp(timeout, std::chrono::milliseconds::zero(), kLongestDrain);
   const bool idle = pending_->waitUntilNone(timeout);
-  userDefaults_->synchronize();
-  counters_->save();
+  userDefaults_->synchronizeUntil(deadline);
+  counters_->saveUntil(std::min(deadline, std::chrono::steady_clock::now() + limits::kCounterLock));
   return idle;
 }
 

@@ -15,7 +15,7 @@
 #include "platform/linux/http/CurlEngine.h"
 #include "platform/linux/http/CurlNetwork.h"
 #include "platform/linux/keychain/SqliteKeychain.h"
-#include "platform/linux/store/CounterFile.h"
+#include "platform/linux/store/CounterTable.h"
 #include "platform/linux/store/LinuxFileSystem.h"
 #include "platform/linux/store/SqliteUserDefaults.h"
 
@@ -59,8 +59,8 @@ class LinuxPlatform final : public Platform {
   SystemNetworkInterfaces networkInterfaces_;
   HostProvidedServices hostServices_;
   LinuxDispatcher dispatcher_;
+  const std::shared_ptr<CounterTable> counters_;
   const std::shared_ptr<SqliteUserDefaults> userDefaults_;
-  const std::shared_ptr<CounterFile> counters_;
   SqliteKeychain keychainFile_;
   const std::unique_ptr<Keychain> mirroredKeychain_;  // Null: the file alone.
   const std::shared_ptr<CurlEngine> engine_;

@@ -45,10 +45,12 @@ bool bindAttribute(const SqliteStatement& statement, int parameter, const Dictio
 
 // kPowerLoss: items are written a few times in the life of an installation, and what is lost here
 // cannot be made again.
-SqliteKeychain::SqliteKeychain(std::string path, std::string ownAccessGroup, LogSink& log)
+SqliteKeychain::SqliteKeychain(std::string path, std::string ownAccessGroup, LogSink& log,
+                               std::function<void()> whenSetAside)
     : ownAccessGroup_(std::move(ownAccessGroup)),
       log_(log),
-      file_("keychain", std::move(path), kTable, SqliteFile::Durability::kPowerLoss) {}
+      file_("keychain", std::move(path), {{kTable}}, SqliteFile::Durability::kPowerLoss,
+            std::move(whenSetAside)) {}
 
 bool SqliteKeychain::bindItem(const SqliteStatement& statement, const Dictionary& query) const {
   bindBlob(statement, 4, keychainAttribute(query, kSecAttrAccessGroup).value_or(ownAccessGroup_));

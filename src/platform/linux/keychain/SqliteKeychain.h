@@ -13,7 +13,8 @@ namespace quarnel {
 // the file: an item without an access group belongs to the application's own.
 class SqliteKeychain final : public Keychain {
  public:
-  SqliteKeychain(std::string path, std::string ownAccessGroup, LogSink& log);
+  SqliteKeychain(std::string path, std::string ownAccessGroup, LogSink& log,
+                 std::function<void()> whenSetAside = {});
 
   KeychainStatus add(const Dictionary& attributes) override;
   KeychainStatus copyMatching(const Dictionary& query, Bytes* data) override;

@@ -16,23 +16,26 @@
 
 #include "platform/linux/store/Directories.h"
 #include "platform/linux/store/FileDescriptor.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 namespace {
 
-constexpr std::chrono::milliseconds kBusyPatience{5000};
+using Clock = std::chrono::steady_clock;
+
+// Pages of the write-ahead log at which a commit moves them into the database; SQLite's default.
+constexpr int kCheckpointPages = 1000;
 
 // Keeps two processes from creating, checking or setting aside databases of one directory at the
 // same time. Best effort: without the lock the worst is a needless new start.
 class DirectoryLock {
  public:
-  DirectoryLock(const std::string& directory, std::chrono::milliseconds patience)
+  DirectoryLock(const std::string& directory, Clock::time_point deadline)
       : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     // flock() has no time limit of its own, and its holder may be a stopped process.
-    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (directory_.valid() && ::flock(directory_.get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline) return;
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      if (errno != EWOULDBLOCK || Clock::now() >= deadline) return;
+      std::this_thread::sleep_for(limits::kLockRetry);
     }
   }
 
@@ -92,24 +95,36 @@ int SqliteStatement::run() {
   return code == SQLITE_DONE || code == SQLITE_ROW ? SQLITE_OK : code;
 }
 
-SqliteFile::SqliteFile(std::string purpose, std::string path, std::string table,
-                       Durability durability)
+SqliteFile::SqliteFile(std::string purpose, std::string path, Schema schema, Durability durability,
+                       std::function<void()> whenSetAside)
     : purpose_(std::move(purpose)),
       path_(std::move(path)),
-      table_(std::move(table)),
+      schema_(std::move(schema)),
       durability_(durability),
-      patience_(kBusyPatience) {}
+      whenSetAside_(std::move(whenSetAside)) {}
 
-SqliteFile::ShortPatience::ShortPatience(SqliteFile& file, std::chrono::milliseconds limit)
-    : file_(file) {
-  file_.setPatience(std::max(limit, std::chrono::milliseconds(0)));
+SqliteFile::ShortPatience::ShortPatience(SqliteFile& file, Deadline deadline) : file_(file) {
+  file_.deadline_ = std::min(deadline, Clock::now() + limits::kStoreLock);
+  file_.limitCheckpoints();
 }
 
-SqliteFile::ShortPatience::~ShortPatience() { file_.setPatience(kBusyPatience); }
+SqliteFile::ShortPatience::~ShortPatience() {
+  file_.deadline_.reset();
+  file_.limitCheckpoints();
+}
 
-void SqliteFile::setPatience(std::chrono::milliseconds patience) {
-  patience_ = patience;
-  if (database_) ::sqlite3_busy_timeout(database_.get(), static_cast<int>(patience.count()));
+void SqliteFile::limitCheckpoints() {
+  if (database_) ::sqlite3_wal_autocheckpoint(database_.get(), deadline_ ? 0 : kCheckpointPages);
+}
+
+// SQLite asks whether it may try again.
+int SqliteFile::waitForLock(void* self, int attempt) {
+  auto& file = *static_cast<SqliteFile*>(self);
+  const auto now = Clock::now();
+  if (attempt == 0) file.waitsUntil_ = file.deadline_.value_or(now + limits::kStoreLock);
+  if (now >= file.waitsUntil_) return 0;
+  std::this_thread::sleep_for(limits::kLockRetry);
+  return 1;
 }
 
 bool SqliteFile::open(DeferredLog& log) {
@@ -120,7 +135,7 @@ bool SqliteFile::open(DeferredLog& log) {
     fail(*reason, log);
     return false;
   }
-  const DirectoryLock lock(directory, patience_);
+  const DirectoryLock lock(directory, deadline_.value_or(Clock::now() + limits::kStoreLock));
   // The first time a file looks damaged, the second time it is set aside, the third time it is new.
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (tryOpen(log)) return true;
@@ -145,7 +160,7 @@ bool SqliteFile::tryOpen(DeferredLog& log) {
         ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   }
   int code = openDatabase();
-  if (code == SQLITE_OK) code = checkTable();
+  if (code == SQLITE_OK) code = checkTables();
   // All statements so far are sound, so it is the file that SQLite makes no sense of.
   if ((code & 0xff) == SQLITE_ERROR) code = SQLITE_NOTADB;
   if (code == SQLITE_OK) {
@@ -166,28 +181,57 @@ int SqliteFile::openDatabase() {
       nullptr);
   database_.reset(opened);
   if (code != SQLITE_OK) return code;
-  ::sqlite3_busy_timeout(opened, static_cast<int>(patience_.count()));
+  ::sqlite3_busy_handler(opened, &SqliteFile::waitForLock, this);
+  limitCheckpoints();
   const bool full = durability_ == Durability::kPowerLoss;
   return execute(opened, std::string("PRAGMA journal_mode=WAL; PRAGMA synchronous=") +
                              (full ? "FULL" : "NORMAL"));
 }
 
 // The schema has to be exactly the expected one: a foreign one may hold views and triggers.
-int SqliteFile::checkTable() {
-  int tables = 0;
-  {
-    SqliteStatement schema(database_.get(), "SELECT count(*), max(sql) FROM sqlite_schema");
-    const int code =
-        schema.get() ? ::sqlite3_step(schema.get()) : ::sqlite3_extended_errcode(database_.get());
-    if (code != SQLITE_ROW) return code;
-    tables = ::sqlite3_column_int(schema.get(), 0);
-    if (tables > 1 || (tables == 1 && columnText(schema, 1) != table_)) return SQLITE_NOTADB;
+int SqliteFile::compareSchema(bool& isNew) {
+  SqliteStatement schema(database_.get(), "SELECT sql FROM sqlite_schema ORDER BY rowid");
+  if (!schema.get()) return ::sqlite3_extended_errcode(database_.get());
+  std::size_t count = 0;
+  int code = SQLITE_ROW;
+  while ((code = ::sqlite3_step(schema.get())) == SQLITE_ROW) {
+    const bool isKnown =
+        count < schema_.tables.size() && columnText(schema, 0) == schema_.tables[count];
+    if (!isKnown) return SQLITE_NOTADB;
+    ++count;
   }
+  if (code != SQLITE_DONE) return code;
+  isNew = count == 0;
+  return isNew || count == schema_.tables.size() ? SQLITE_OK : SQLITE_NOTADB;
+}
+
+int SqliteFile::checkTables() {
+  bool isNew = false;
+  if (const int code = compareSchema(isNew)) return code;
   // A file that says it is of a later format can only be read.
   const bool isReadOnly = ::sqlite3_db_readonly(database_.get(), "main") == 1;
   if (isReadOnly && ::access(path_.c_str(), W_OK) == 0) return SQLITE_NOTADB;
   const int code = checkPages(database_.get());
-  return code == SQLITE_OK && tables == 0 ? execute(database_.get(), table_) : code;
+  return code == SQLITE_OK && isNew ? makeTables() : code;
+}
+
+// All of it or nothing. Another process may have been faster.
+int SqliteFile::makeTables() {
+  int code = execute(database_.get(), "BEGIN IMMEDIATE");
+  if (code != SQLITE_OK) return code;
+  bool isNew = false;
+  code = compareSchema(isNew);
+  if (code == SQLITE_OK && isNew) {
+    for (const std::string& table : schema_.tables) {
+      if (code == SQLITE_OK) code = execute(database_.get(), table);
+    }
+    if (code == SQLITE_OK && schema_.firstContents) {
+      code = execute(database_.get(), schema_.firstContents());
+    }
+  }
+  if (code == SQLITE_OK) code = execute(database_.get(), "COMMIT");
+  if (code != SQLITE_OK) execute(database_.get(), "ROLLBACK");
+  return code;
 }
 
 bool SqliteFile::read(const std::function<int(sqlite3*)>& work, DeferredLog& log) {
@@ -243,6 +287,7 @@ void SqliteFile::setAside(const std::string& reason, DeferredLog& log) {
   }
   failing_ = false;
   isSuspect_ = false;
+  if (whenSetAside_) whenSetAside_();
   log.add("the " + purpose_ + " in " + path_ + " cannot be used: " + reason + ". Set aside as " +
           aside);
 }

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/linux/process/LogSinks.h"
 
@@ -35,7 +37,7 @@ class SqliteStatement {
   std::unique_ptr<sqlite3_stmt, Deleter> statement_;
 };
 
-// A small database of a single table that heals itself: a file that is no such database, also when
+// A small database that heals itself: a file that is no such database, also when
 // it is opened once more, is set aside under another name and started afresh; a file that cannot be
 // opened now is tried again at the next use. Other processes may use the same file. Not
 // thread-safe.
@@ -48,8 +50,16 @@ class SqliteFile {
     kPowerLoss,  // Each transaction waits for the disk.
   };
 
-  // `table` is the text of the table's CREATE TABLE statement, `purpose` stands in log lines.
-  SqliteFile(std::string purpose, std::string path, std::string table, Durability durability);
+  // The texts of the CREATE TABLE statements: a database is this one when it has these tables and
+  // nothing else. What `firstContents` returns is run in the transaction that makes them.
+  struct Schema {
+    std::vector<std::string> tables;
+    std::function<std::string()> firstContents = {};
+  };
+
+  // `purpose` stands in log lines; `whenSetAside` is told each time the file is set aside.
+  SqliteFile(std::string purpose, std::string path, Schema schema, Durability durability,
+             std::function<void()> whenSetAside = {});
 
   // Whether the database is open, after opening it if need be.
   bool open(DeferredLog& log);
@@ -63,10 +73,13 @@ class SqliteFile {
   // How often the same work is tried until a damaged file is replaced by a new one.
   static constexpr int kAttempts = 3;
 
-  // While it lives, a lock that somebody else holds is waited for no longer than this.
+  using Deadline = std::chrono::steady_clock::time_point;
+
+  // While it lives, locks that somebody else holds are waited for until then at most, and
+  // no commit stops to move the write-ahead log into the database.
   class ShortPatience {
    public:
-    ShortPatience(SqliteFile& file, std::chrono::milliseconds limit);
+    ShortPatience(SqliteFile& file, Deadline deadline);
     ShortPatience(const ShortPatience&) = delete;
     ShortPatience& operator=(const ShortPatience&) = delete;
     ~ShortPatience();
@@ -88,10 +101,13 @@ class SqliteFile {
     }
   };
 
-  void setPatience(std::chrono::milliseconds patience);
+  static int waitForLock(void* self, int attempt);
+  void limitCheckpoints();
   bool tryOpen(DeferredLog& log);
   int openDatabase();
-  int checkTable();
+  int checkTables();
+  int makeTables();
+  int compareSchema(bool& isNew);
   bool fileIsGone() const;
   void setAside(const std::string& reason, DeferredLog& log);
   void fail(const std::string& reason, DeferredLog& log);
@@ -99,10 +115,12 @@ class SqliteFile {
 
   const std::string purpose_;
   const std::string path_;
-  const std::string table_;
+  const Schema schema_;
   const Durability durability_;
+  const std::function<void()> whenSetAside_;
   std::unique_ptr<sqlite3, Closer> database_;
-  std::chrono::milliseconds patience_;
+  std::optional<Deadline> deadline_;  // Of a ShortPatience.
+  Deadline waitsUntil_;               // Of the lock that is being waited for.
   int generation_ = 0;
   bool failing_ = false;    // A lasting failure is logged once.
   bool isSuspect_ = false;  // It looked damaged once, and nothing could be written since.

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/linux/store/SqliteValue.h"
+#include "util/Limits.h"
 
 namespace quarnel {
 namespace {
@@ -26,9 +27,10 @@ void bindKey(const SqliteStatement& statement, const std::string& key) {
 }  // namespace
 
 std::shared_ptr<SqliteUserDefaults> SqliteUserDefaults::make(
-    std::string path, std::shared_ptr<SerialQueue> flushQueue, std::shared_ptr<LogSink> log) {
-  std::shared_ptr<SqliteUserDefaults> defaults(
-      new SqliteUserDefaults(std::move(path), std::move(flushQueue), std::move(log)));
+    std::string path, std::shared_ptr<SerialQueue> flushQueue, std::shared_ptr<LogSink> log,
+    std::function<void()> whenSetAside) {
+  std::shared_ptr<SqliteUserDefaults> defaults(new SqliteUserDefaults(
+      std::move(path), std::move(flushQueue), std::move(log), std::move(whenSetAside)));
   callAtExit(defaults);
   return defaults;
 }
@@ -37,10 +39,12 @@ std::shared_ptr<SqliteUserDefaults> SqliteUserDefaults::make(
 // flush each time. A power failure can cost the changes of the last seconds, as if the reports
 // of that time had not been made.
 SqliteUserDefaults::SqliteUserDefaults(std::string path, std::shared_ptr<SerialQueue> flushQueue,
-                                       std::shared_ptr<LogSink> log)
+                                       std::shared_ptr<LogSink> log,
+                                       std::function<void()> whenSetAside)
     : flushQueue_(std::move(flushQueue)),
       log_(std::move(log)),
-      file_("user defaults", std::move(path), kTable, SqliteFile::Durability::kProcess) {}
+      file_("user defaults", std::move(path), {{kTable}}, SqliteFile::Durability::kProcess,
+            std::move(whenSetAside)) {}
 
 SqliteUserDefaults::~SqliteUserDefaults() { synchronize(); }
 
@@ -97,15 +101,32 @@ void SqliteUserDefaults::loadOnce() const {
   for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
     if (prepareFile(log) || !file_.canTryAgain()) break;
   }
-  loaded_ = true;
+  applyPostponed();
 }
 
 bool SqliteUserDefaults::synchronize() {
   DeferredLog log(*log_);
   const std::lock_guard lock(fileMutex_);
+  return commitAll(log);
+}
+
+bool SqliteUserDefaults::synchronizeUntil(Deadline deadline) {
+  DeferredLog log(*log_);
+  const std::unique_lock lock(fileMutex_, deadline);
+  if (!lock) return false;
+  const SqliteFile::ShortPatience patience(file_, deadline);
+  return commitAll(log);
+}
+
+void SqliteUserDefaults::processIsExiting() {
+  synchronizeUntil(std::chrono::steady_clock::now() + limits::kExitCommit);
+}
+
+// With fileMutex_ held.
+bool SqliteUserDefaults::commitAll(DeferredLog& log) {
   {
-    const std::lock_guard valuesLock(mutex_);
-    if (uncommitted_.empty()) return true;
+    const std::lock_guard lock(mutex_);
+    if (uncommitted_.empty() && postponed_.empty()) return true;
   }
   for (int attempt = 0; attempt < SqliteFile::kAttempts; ++attempt) {
     if (commit(log)) return true;
@@ -117,7 +138,7 @@ bool SqliteUserDefaults::synchronize() {
 // Reads and writes the values in memory, with mutex_ held.
 class SqliteUserDefaults::MemoryEdit final : public Edit {
  public:
-  explicit MemoryEdit(SqliteUserDefaults& defaults) : defaults_(defaults) {}
+  explicit MemoryEdit(const SqliteUserDefaults& defaults) : defaults_(defaults) {}
 
   std::optional<Value> get(std::string_view key) const override {
     const auto found = defaults_.values_.find(key);
@@ -130,16 +151,44 @@ class SqliteUserDefaults::MemoryEdit final : public Edit {
   }
 
  private:
-  SqliteUserDefaults& defaults_;
+  const SqliteUserDefaults& defaults_;
 };
 
-void SqliteUserDefaults::applyInMemory(const Change& change) {
+// Values that were not read yet would count as absent, and what the change makes of that would
+// replace them. So it waits for them, as whoever reads the values does.
+void SqliteUserDefaults::postponeOrApply(const Change& change) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!loaded_) {
+      postponed_.push_back(change);
+      return;
+    }
+  }
+  applyInMemory(change);
+}
+
+// The values are there, or will not be: everything starts from what is in memory now.
+void SqliteUserDefaults::applyPostponed() const {
+  for (;;) {
+    std::vector<Change> postponed;
+    {
+      const std::lock_guard lock(mutex_);
+      loaded_ = postponed_.empty();
+      if (loaded_) return;
+      postponed.swap(postponed_);
+    }
+    for (const Change& change : postponed) applyInMemory(change);
+  }
+}
+
+void SqliteUserDefaults::applyInMemory(const Change& change) const {
   const std::lock_guard lock(mutex_);
   MemoryEdit edit(*this);
   change(edit);
 }
 
 void SqliteUserDefaults::update(const Change& change) {
+  loadOnce();
   const std::lock_guard lock(fileMutex_);
   commitChange(change);
 }
@@ -148,17 +197,16 @@ bool SqliteUserDefaults::updateWithin(std::chrono::milliseconds limit, const Cha
   const auto deadline = std::chrono::steady_clock::now() + limit;
   std::unique_lock lock(fileMutex_, std::defer_lock);
   if (!lock.try_lock_until(deadline)) {
-    applyInMemory(change);
+    postponeOrApply(change);
     scheduleFlush();
     return false;
   }
-  const auto left = deadline - std::chrono::steady_clock::now();
-  const SqliteFile::ShortPatience patience(
-      file_, std::chrono::duration_cast<std::chrono::milliseconds>(left));
+  const SqliteFile::ShortPatience patience(file_, deadline);
   return commitChange(change);
 }
 
-// With fileMutex_ held. Without a file the step is one for this process alone.
+// With fileMutex_ held. Once the values are loaded, without a file the step is one for this process
+// alone.
 bool SqliteUserDefaults::commitChange(const Change& change) {
   DeferredLog log(*log_);
   bool isApplied = false;
@@ -167,7 +215,7 @@ bool SqliteUserDefaults::commitChange(const Change& change) {
     isApplied = true;
   };
   bool isCommitted = commit(log, apply);
-  if (!isApplied) apply();
+  if (!isApplied) postponeOrApply(change);
   for (int attempt = 1; !isCommitted && attempt < SqliteFile::kAttempts; ++attempt) {
     if (!file_.canTryAgain()) break;
     isCommitted = commit(log);
@@ -188,6 +236,7 @@ bool SqliteUserDefaults::prepareFile(DeferredLog& log) const {
   if (!file_.read([this](sqlite3* database) { return load(database); }, log)) return false;
   knownGeneration_ = file_.generation();
   knownVersion_ = 0;
+  applyPostponed();
   return true;
 }
 
