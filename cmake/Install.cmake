@@ -14,6 +14,10 @@ install(DIRECTORY include/ testing/include/ DESTINATION ${CMAKE_INSTALL_INCLUDED
 install(EXPORT QuarnelTvOsLibTargets NAMESPACE QuarnelTvOsLib:: DESTINATION ${quarnel_package_dir}
   COMPONENT development)
 
+set(quarnel_find_dependencies "")
+foreach(package IN LISTS quarnel_adapter_packages)
+  string(APPEND quarnel_find_dependencies "  find_dependency(${package})\n")
+endforeach()
 configure_package_config_file(cmake/QuarnelTvOsLibConfig.cmake.in
   ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLibConfig.cmake
   INSTALL_DESTINATION ${quarnel_package_dir})
@@ -24,10 +28,13 @@ install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLibConfig.cmake
   DESTINATION ${quarnel_package_dir} COMPONENT development)
 
 # A static library has its users link what it needs; a shared one brings it along.
-if(NOT BUILD_SHARED_LIBS)
-  set(pkgconfig_requires "Requires: libcurl libcrypto sqlite3")
-  set(pkgconfig_link " -lstdc++ -lpthread -ldl")
+set(pkgconfig_requires "")
+set(pkgconfig_link "")
+if(NOT QUARNEL_SHARED)
+  set(pkgconfig_requires "Requires: ${quarnel_adapter_pkgconfig}")
+  set(pkgconfig_link " ${quarnel_adapter_pkgconfig_libs}")
 endif()
+file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/QuarnelTvOsLib.pc.in ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -1,11 +1,8 @@
 # The library lives in somebody else's process, so it is made small: optimised for size, but for the
 # few files in which each report spends its time, and as one piece when it is linked.
-include(CheckLinkerFlag)
-check_linker_flag(CXX -Wl,-z,pack-relative-relocs QUARNEL_PACKS_RELOCATIONS)
-
 set(quarnel_whole_program OFF)
 # Objects in a static library are linked by whoever uses it, perhaps with another compiler.
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND BUILD_SHARED_LIBS AND NOT QUARNEL_SANITIZE)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND QUARNEL_SHARED AND NOT QUARNEL_SANITIZE)
   set(quarnel_whole_program ON)
 endif()
 
@@ -21,9 +18,6 @@ function(quarnel_small_code target)
 endfunction()
 
 function(quarnel_small_linking target)
-  if(QUARNEL_PACKS_RELOCATIONS)
-    target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
-  endif()
   if(quarnel_whole_program)
     target_link_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-flto=auto>)
   endif()
