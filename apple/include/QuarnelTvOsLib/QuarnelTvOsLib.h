@@ -2,7 +2,7 @@
 #import <Foundation/Foundation.h>
 
 // The version of the framework, as Xcode numbers it.
-FOUNDATION_EXPORT double QuarnelTvOsLibVersionNumber;
+FOUNDATION_EXPORT const double QuarnelTvOsLibVersionNumber;
 FOUNDATION_EXPORT const unsigned char QuarnelTvOsLibVersionString[];
 
 #import <QuarnelTvOsLib/QuarnelTracker.h>
