@@ -37,6 +37,7 @@ typedef void (^QuarnelValidationFailure)(NSError *_Nullable error, id _Nullable 
 /// at once and never fail towards the caller; what goes wrong is logged when `isDebug` is set. A
 /// report that cannot be delivered is kept on disk and sent again after the next delivery. Objects
 /// that are passed in are copied in the call and may be changed afterwards.
+__attribute__((visibility("default")))
 @interface QuarnelTracker : NSObject {
  @private
   void *_state;

@@ -14,6 +14,7 @@ typedef NS_ENUM(NSInteger, QuarnelEndpoint) {
 
 /// What became of the launch and event reports of this installation. All `lost` numbers zero means
 /// that nothing was lost.
+__attribute__((visibility("default")))
 @interface QuarnelDiagnostics : NSObject {
  @private
   void *_state;
