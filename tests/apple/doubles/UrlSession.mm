@@ -126,11 +126,6 @@ std::atomic<NSUInteger> lastIdentifier = 0;
 
 @end
 
-@interface NSURLSessionConfiguration () {
-  NSString* _identifier;
-}
-@end
-
 @implementation NSURLSessionConfiguration
 + (NSURLSessionConfiguration*)backgroundSessionConfigurationWithIdentifier:(NSString*)identifier {
   NSURLSessionConfiguration* const configuration = [[[self alloc] init] autorelease];
@@ -147,11 +142,6 @@ std::atomic<NSUInteger> lastIdentifier = 0;
 - (void)setAllowsCellularAccess:(BOOL)allows {
 }
 - (void)setSessionSendsLaunchEvents:(BOOL)sends {
-}
-@end
-
-@interface NSURLSession () {
-  id<NSURLSessionDownloadDelegate> _delegate;
 }
 @end
 

@@ -53,14 +53,20 @@
     didFinishDownloadingToURL:(NSURL *)location;
 @end
 
-@interface NSURLSessionConfiguration : NSObject
+@interface NSURLSessionConfiguration : NSObject {
+ @private
+  NSString *_identifier;
+}
 + (NSURLSessionConfiguration *)backgroundSessionConfigurationWithIdentifier:(NSString *)identifier;
 - (NSString *)identifier;
 - (void)setAllowsCellularAccess:(BOOL)allows;
 - (void)setSessionSendsLaunchEvents:(BOOL)sends;
 @end
 
-@interface NSURLSession : NSObject
+@interface NSURLSession : NSObject {
+ @private
+  id _delegate;
+}
 + (NSURLSession *)sharedSession;
 + (NSURLSession *)sessionWithConfiguration:(NSURLSessionConfiguration *)configuration
                                   delegate:(id<NSURLSessionDelegate>)delegate
