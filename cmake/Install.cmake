@@ -39,9 +39,20 @@ configure_file(cmake/QuarnelTvOsLib.pc.in ${PROJECT_BINARY_DIR}/package/QuarnelT
 install(FILES ${PROJECT_BINARY_DIR}/package/QuarnelTvOsLib.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+find_program(GZIP_EXECUTABLE gzip)
+function(quarnel_compress file compressed)
+  execute_process(COMMAND ${GZIP_EXECUTABLE} -9nc ${file} OUTPUT_FILE ${compressed}
+    COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
 if(QUARNEL_BUILD_TOOLS)
   install(TARGETS quarnel-collector RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     COMPONENT collector)
-  install(FILES tools/collector/quarnel-collector.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+  set(manual ${PROJECT_SOURCE_DIR}/tools/collector/quarnel-collector.1)
+  if(GZIP_EXECUTABLE)
+    quarnel_compress(${manual} ${PROJECT_BINARY_DIR}/package/quarnel-collector.1.gz)
+    set(manual ${PROJECT_BINARY_DIR}/package/quarnel-collector.1.gz)
+  endif()
+  install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT collector)
 endif()

@@ -74,6 +74,16 @@ const Commands::Operation Commands::kOperations[] = {
     {"quit", 0, &Commands::quit},
 };
 
+std::string Commands::help() {
+  std::string lines;
+  for (const Operation& operation : kOperations) {
+    lines += "  [\"" + std::string(operation.name) + "\"";
+    for (std::size_t at = 0; at < operation.maximumArguments; ++at) lines += ", _";
+    lines += "]\n";
+  }
+  return lines;
+}
+
 Commands::Commands(quarnel::QuarnelTracker& tracker, AdServices& adServices, MainLoop& mainLoop)
     : tracker_(tracker), adServices_(adServices), mainLoop_(mainLoop) {}
 

@@ -19,6 +19,9 @@ class Commands {
  public:
   Commands(quarnel::QuarnelTracker& tracker, AdServices& adServices, MainLoop& mainLoop);
 
+  // Every operation with its number of arguments, a line each.
+  static std::string help();
+
   // A line that is of no use is answered with an error line and changes nothing.
   void run(const std::string& line);
 

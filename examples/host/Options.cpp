@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include <QuarnelTvOsLib/Json.h>
+
 #include <map>
 #include <string_view>
 #include <utility>
@@ -82,7 +84,7 @@ void setBundle(HostEnvironment& environment, const Given& given) {
 
 // A device fact is text; numbers and booleans may be written as such.
 std::optional<std::string> factText(const std::string& field, const Value& value) {
-  if (value.boolean() || value.integer() || value.number()) return writeJson(value);
+  if (value.boolean() || value.integer() || value.number()) return quarnel::toJson(value);
   return optionalText(value, field);
 }
 
@@ -102,7 +104,14 @@ const char* const kUsage =
     "                    [--conversion-host H] [--services-host H] [--register-host H]\n"
     "                    [--ca FILE] [--keychain FILE] [--receipt FILE] [--bundle-id ID]\n"
     "                    [--bundle-version V] [--device JSON] [--debug]\n"
-    "It reads one JSON array a line: an operation's name, then its arguments.\n";
+    "       quarnel-host --help\n"
+    "It reads one JSON array a line: an operation's name, then its arguments.\n"
+    "  [\"set\", \"customerUserID\", \"u-1\"]   [\"wait\", 0.5]   [\"drain\"]   [\"quit\"]\n"
+    "  [\"trackEvent:withValues:\", \"purchase\", {\"qn_revenue\": 9.99}]\n"
+    "  [\"delegate\", [\"onConversionDataReceived:\", \"onAppOpenAttribution:\"]]\n"
+    "  [\"post\", \"UIApplicationDidFinishLaunchingNotification\", null]\n"
+    "Every callback and result is one JSON line on standard output; the log is on standard "
+    "error.\n";
 
 Options readOptions(int argumentCount, const char* const* arguments) {
   const Given given = collect(argumentCount, arguments);

@@ -1,16 +1,16 @@
 #include "Output.h"
 
+#include <QuarnelTvOsLib/Json.h>
+
 #include <cstdio>
 #include <string>
 #include <utility>
-
-#include "JsonText.h"
 
 namespace host {
 namespace {
 
 void printLine(const quarnel::Dictionary& object) {
-  const std::string line = writeJson(object) + '\n';
+  const std::string line = quarnel::toJson(object) + '\n';
   // One call a line: the C library locks the stream for each, so lines of two threads never mix.
   std::fwrite(line.data(), 1, line.size(), stdout);
   std::fflush(stdout);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -55,6 +56,11 @@ int runApplication(host::Options options) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  if (argumentCount == 2 && std::string_view(arguments[1]) == "--help") {
+    std::printf("%s\nThe operations, _ for an argument, null for an absent one:\n%s", host::kUsage,
+                host::Commands::help().c_str());
+    return EXIT_SUCCESS;
+  }
   try {
     return runApplication(host::readOptions(argumentCount, arguments));
   } catch (const host::BadInput& reason) {

@@ -9,13 +9,15 @@
     tracker.track_event_with_values("purchase", {"qn_revenue": 9.99})
 
 Dictionaries may hold dates (datetime), bytes and everything that JSON can say. What the library
-refuses raises quarnel.Refused. Callbacks run on threads of the library. The library is found by the
+refuses raises quarnel.Refused. Callbacks run on threads of the library; with a main executor, those
+that belong on the main queue run where it says. The library is found by the
 environment variable QUARNEL_LIBRARY, or else by its name.
 """
 
 import atexit
 import ctypes
 import datetime
+import itertools
 import json
 import os
 from ctypes import c_bool, c_char_p, c_double, c_int32, c_int64, c_size_t, c_void_p
@@ -25,9 +27,14 @@ _library = ctypes.CDLL(os.environ.get("QUARNEL_LIBRARY", "libQuarnelTvOsLib.so.1
 _OnData = ctypes.CFUNCTYPE(None, c_char_p, c_void_p)
 _OnFailure = ctypes.CFUNCTYPE(None, c_void_p, c_void_p)
 _OnPurchaseInvalid = ctypes.CFUNCTYPE(None, c_void_p, c_char_p, c_void_p)
+_Executor = ctypes.CFUNCTYPE(None, c_void_p, c_void_p)
+_LogSink = ctypes.CFUNCTYPE(None, c_char_p, c_void_p)
 
-# What the library may still call has to stay alive: every callback is kept here.
+# What the library may call until the process ends has to stay alive: delegates, executor, log sink.
 _callbacks = []
+# What it calls once is found by the number that it hands back, and forgotten then.
+_purchases = {}
+_purchase_numbers = itertools.count(1)
 
 
 class Refused(Exception):
@@ -102,6 +109,20 @@ def _failure(error):
                    _error_description(error).decode())
 
 
+@_OnData
+def _on_purchase_valid(answer, number):
+    success, _ = _purchases.pop(number)
+    if success:
+        success(json.loads(answer))
+
+
+@_OnPurchaseInvalid
+def _on_purchase_invalid(error, answer, number):
+    _, failure = _purchases.pop(number)
+    if failure:
+        failure(_failure(error) if error else None, json.loads(answer) if answer else None)
+
+
 class Delegate:
     """What the tracker tells the application. None is an operation that is not responded to."""
 
@@ -168,14 +189,17 @@ class Tracker:
     def validate_and_track_in_app_purchase(self, product, price, currency, transaction,
                                            parameters=None, success=None, failure=None):
         """Calls success(answer), or failure(error, answer) in which one of the two is None."""
-        on_valid = _OnData(lambda answer, _: success and success(json.loads(answer)))
-        on_invalid = _OnPurchaseInvalid(lambda error, answer, _: failure and failure(
-            _failure(error) if error else None, json.loads(answer) if answer else None))
-        _callbacks.extend((on_valid, on_invalid))
-        self._call("validate_and_track_in_app_purchase", (c_char_p, _text(product)),
-                   (c_char_p, _json(price)), (c_char_p, _text(currency)),
-                   (c_char_p, _text(transaction)), (c_char_p, _json(parameters)),
-                   (_OnData, on_valid), (_OnPurchaseInvalid, on_invalid), (c_void_p, None))
+        number = next(_purchase_numbers)
+        _purchases[number] = success, failure
+        try:
+            self._call("validate_and_track_in_app_purchase", (c_char_p, _text(product)),
+                       (c_char_p, _json(price)), (c_char_p, _text(currency)),
+                       (c_char_p, _text(transaction)), (c_char_p, _json(parameters)),
+                       (_OnData, _on_purchase_valid), (_OnPurchaseInvalid, _on_purchase_invalid),
+                       (c_void_p, number))
+        except Refused:
+            del _purchases[number]
+            raise
 
     def register_uninstall(self, token):
         self._call("register_uninstall", (c_char_p, token), (c_size_t, len(token)))
@@ -209,21 +233,30 @@ for _name in ("is_debug", "should_collect_device_name", "disable_apple_ad_suppor
     setattr(Tracker, _name, _property(_name, c_bool, c_bool, bool, bool))
 
 
-def shared_tracker(host=None, bundle=None, **texts):
+def shared_tracker(host=None, bundle=None, main_executor=None, log_sink=None, **texts):
     """The one tracker of this process. On the first call it may be given the host of all services,
     the bundle (version, display name, short version), and any text that the environment takes:
-    state_directory, certificate_authority_file, receipt_file, bundle_identifier, keychain_file."""
-    if host or bundle or texts:
-        _configure(host, bundle, texts)
+    state_directory, certificate_authority_file, receipt_file, bundle_identifier, keychain_file.
+
+    main_executor(task) has the application's main loop call task(), once and in the order of the
+    calls, such as asyncio's loop.call_soon_threadsafe; then drain() from another thread than the
+    loop's before the loop ends. log_sink(line) takes log lines, on any thread."""
+    if host or bundle or main_executor or log_sink or texts:
+        _configure(host, bundle, main_executor, log_sink, texts)
     handle = _function("quarnel_shared_tracker", c_void_p)()
     if handle is None:
         raise Refused(_last_error().decode())
     tracker = Tracker(handle)
-    atexit.register(_end, tracker)
+    atexit.register(_end, tracker, main_executor is None)
     return tracker
 
 
-def _configure(host, bundle, texts):
+def _executor_callback(main_executor):
+    run = _function("quarnel_task_run", None, c_void_p)
+    return _Executor(lambda task, _: main_executor(lambda: run(task)))
+
+
+def _configure(host, bundle, main_executor, log_sink, texts):
     environment = _function("quarnel_environment_create", c_void_p)()
 
     def hand_in(name, *typed_values):
@@ -235,6 +268,13 @@ def _configure(host, bundle, texts):
             hand_in("set_endpoint_host", (c_int32, endpoint), (c_char_p, _text(host)))
         if bundle:
             hand_in("set_bundle", *((c_char_p, _text(text)) for text in bundle))
+        for name, callback in (
+                ("main_executor", main_executor and _executor_callback(main_executor)),
+                ("log_sink", log_sink and _LogSink(
+                    lambda line, _: log_sink(line.decode("utf-8", "replace"))))):
+            if callback:
+                _callbacks.append(callback)
+                hand_in(f"set_{name}", (type(callback), callback), (c_void_p, None))
         for name, text in texts.items():
             hand_in(f"set_{name}", (c_char_p, _text(text)))
         _operation("quarnel_configure_shared_tracker", c_void_p)(environment)
@@ -242,7 +282,9 @@ def _configure(host, bundle, texts):
         _function("quarnel_environment_free", None, c_void_p)(environment)
 
 
-def _end(tracker):
+def _end(tracker, drains):
     """The interpreter ends: nothing may call into it from now on."""
     tracker.set_delegate(None)
-    tracker.drain(5)
+    tracker.is_debug = False
+    if drains:
+        tracker.drain(5)

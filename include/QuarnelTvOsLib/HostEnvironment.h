@@ -23,8 +23,8 @@ struct AdvertisingIdentity {
   bool trackingEnabled = false;  // Whether the user allows tracking by it.
 };
 
-// Facts and services that only the host application knows. Every setter is optional; what is not
-// set has the default told at it. Not thread-safe: fill one in, hand it to
+// Facts and services that only the host application knows. Every setter is optional and
+// documents its default. Not thread-safe: fill one in, hand it to
 // QuarnelTracker::configureSharedTracker, and be done. Functions handed in must stay callable until
 // the process ends, and may be called from any thread of the library.
 class QUARNEL_EXPORT HostEnvironment {
@@ -50,6 +50,11 @@ class QUARNEL_EXPORT HostEnvironment {
   // A PEM file of certificate authorities to trust instead of the system's.
   void setCertificateAuthorityFile(std::string path);
 
+  // Whether requests go through the proxy that the environment names: `https_proxy`, `HTTPS_PROXY`,
+  // `all_proxy`, `ALL_PROXY`, with exceptions in `no_proxy`. TLS is with the server all the same,
+  // so the proxy learns host names only. Default: true.
+  void setUsesProxyVariables(bool uses);
+
   // The store receipt of this installation. Default: none.
   void setReceiptFile(std::string path);
 
@@ -60,8 +65,8 @@ class QUARNEL_EXPORT HostEnvironment {
                  std::optional<std::string> shortVersion);
 
   // Replaces a device fact by the name of its report field ("systemversion", "name", ...; absent:
-  // the device does not tell). False when there is no such fact. "multitasking" and "wifi" take
-  // "true" or "false".
+  // the device does not tell). "multitasking" and "wifi" take "true" or "false". False, and
+  // nothing is replaced, when there is no such fact or it does not take this value.
   bool setDeviceFact(std::string_view field, std::optional<std::string> value);
 
   // Declares that a class of the embedding engine exists in this process ("UnityAppController").
@@ -82,10 +87,6 @@ class QUARNEL_EXPORT HostEnvironment {
 
   // Asked at each launch; null means that there is no ad client. Default: none.
   void setAdClientProvider(std::function<std::shared_ptr<AdClient>()> provider);
-
-  // Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy)
-  // take effect. Default: they do.
-  void setUsesProxyEnvironment(bool uses);
 
   // Whether the user has a cloud identity on this device. Default: no.
   void setCloudIdentityProvider(std::function<bool()> provider);

@@ -14,6 +14,7 @@
 #include <QuarnelTvOsLib/QuarnelTrackerDelegate.h>
 #include <QuarnelTvOsLib/TrackerTypes.h>
 #include <QuarnelTvOsLib/Value.h>
+#include <QuarnelTvOsLib/Version.h>
 
 #include <chrono>
 #include <cstddef>
@@ -21,6 +22,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace quarnel {
 
@@ -133,6 +136,23 @@ class QUARNEL_EXPORT QuarnelTracker {
   // Reports an in-app event with several values, sent as JSON. Values that have no JSON form
   // (dates, bytes, non-finite numbers anywhere inside) leave the event without values.
   void trackEventWithValues(std::optional<std::string> eventName, std::optional<Dictionary> values);
+
+  // The same with shorter names: trackEvent(name) and trackEvent(name, text) are
+  // trackEventWithValue, without a value and with one; trackEvent(name, dictionary) is
+  // trackEventWithValues, also with braces: trackEvent("rated", {{"stars", 5}}).
+  void trackEvent(std::string_view eventName) {
+    trackEventWithValue(std::string(eventName), std::nullopt);
+  }
+  void trackEvent(std::string_view eventName, const Dictionary& values) {
+    trackEventWithValues(std::string(eventName), values);
+  }
+  // A template, so that braces are always a dictionary. There is no event with nullptr.
+  template <typename Text, std::enable_if_t<std::is_convertible_v<const Text&, std::string_view> &&
+                                                !std::is_null_pointer_v<Text>,
+                                            int> = 0>
+  void trackEvent(std::string_view eventName, const Text& value) {
+    trackEventWithValue(std::string(eventName), std::string(std::string_view(value)));
+  }
 
   // Reports where the device is, in degrees.
   void trackLocation(double longitude, double latitude);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -104,6 +105,10 @@ class QUARNEL_EXPORT Value {
   const Array* array() const noexcept;
   const Dictionary* dictionary() const noexcept;
 
+  // The number of an integer or a double, as a double; absent for any other type. Integers beyond
+  // 2^53 are rounded.
+  std::optional<double> asDouble() const noexcept;
+
   // The container for changing it in place, or null for a value of another type. Content shared
   // with other values is duplicated first (one level deep), so those do not change.
   Array* mutableArray();
@@ -159,6 +164,17 @@ class QUARNEL_EXPORT Dictionary {
   // The value under the key, or null when there is none. Valid until the dictionary changes.
   const Value* find(std::string_view key) const;
   Value* find(std::string_view key);
+
+  // The content under the key: absent, or null, when there is none or it is of another type. A
+  // number may be an integer or a double. Pointers are valid until the dictionary changes.
+  std::optional<bool> boolean(std::string_view key) const;
+  std::optional<std::int64_t> integer(std::string_view key) const;
+  std::optional<double> number(std::string_view key) const;
+  std::optional<Date> date(std::string_view key) const;
+  const std::string* text(std::string_view key) const;
+  const Bytes* bytes(std::string_view key) const;
+  const std::vector<Value>* array(std::string_view key) const;
+  const Dictionary* dictionary(std::string_view key) const;
 
   // Stores the value under the key; an earlier value is replaced and keeps its place.
   void set(std::string key, Value value);

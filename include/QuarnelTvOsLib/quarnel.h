@@ -25,8 +25,9 @@
 // leaves the library.
 //
 // Threads: as in C++, every operation on a tracker may be called from any thread, at any time, also
-// from inside a callback, and returns at once unless it says otherwise. The `user` pointer of a
-// callback is handed back to it and never touched.
+// from inside a callback, and returns at once unless it says otherwise. Each callback says on which
+// thread it is called; a callback must return soon, as what comes after it waits. The `user`
+// pointer of a callback is handed back to it and never touched.
 //
 // A handle's content is nobody's business but the library's. Operations, status values and
 // endpoints may be added; none changes or goes away within a major version.
@@ -203,7 +204,10 @@ QUARNEL_EXPORT quarnel_status quarnel_tracker_on_conversion_data_request_failure
 
 // --- Reports -----------------------------------------------------------------------------------
 // Touch neither disk nor network on the calling thread. A report that cannot be delivered is kept
-// on disk and sent again after the next delivery. Sizes are not limited.
+// on disk and sent again after the next delivery. Sizes are not limited, but what waits is: while
+// 16,384 reports or 64 MiB of their values wait to be built, further ones are not taken. The result
+// is QUARNEL_OK all the same, and quarnel_tracker_diagnostics counts them as lost.tooManyWaiting.
+// The offline cache holds 41 reports; one that fails while it is full is lost (lost.cacheFull).
 
 // Reports a launch, 100 milliseconds from now; nothing is sent when the application resigned active
 // 5 seconds ago or less. An ad client of the host's is asked on the calling thread, until it has
@@ -261,25 +265,27 @@ QUARNEL_EXPORT quarnel_status quarnel_tracker_handle_push_notification(quarnel_t
 
 // The service confirmed the purchase; the answer is its whole answer, a JSON object.
 typedef void (*quarnel_on_purchase_valid)(const char* answer, void* user);
-// It did not. There is an error when the exchange failed, the answer is no JSON or there is no
-// store receipt, and only the answer, as JSON, when that says no or does not know the transaction;
-// the absent one is NULL.
+// It did not. While 256 purchases wait, this comes on the calling thread, before the operation
+// returns; else on a thread of the library. There is an error when the exchange failed, the answer
+// is no JSON or there is no store receipt, and only the answer, as JSON, when that says no or does
+// not know the transaction; the absent one is NULL.
 typedef void (*quarnel_on_purchase_invalid)(const quarnel_error* error, const char* answer,
                                             void* user);
 
 // Has the store receipt validated, calls `success` or `failure` once, from a thread of the library,
-// and then reports the event "qn_purchase" whatever came out. The price is JSON, a number or a
-// text, and is sent as it is given; price, currency, additional parameters (a JSON object) and the
-// callbacks may be NULL. Without product or transaction identifier nothing happens, but a log line,
-// and the result is QUARNEL_INVALID_ARGUMENT.
+// and then reports the event "qn_purchase" whatever came out. While 256 purchases wait, the service
+// is not asked, and `failure` is called on the calling thread, before this returns. The price is
+// JSON, a number or a text, and is sent as it is given; price, currency, additional parameters (a
+// JSON object) and the callbacks may be NULL. Without product or transaction identifier nothing
+// happens, but a log line, and the result is QUARNEL_INVALID_ARGUMENT.
 QUARNEL_EXPORT quarnel_status quarnel_tracker_validate_and_track_in_app_purchase(
     quarnel_tracker* tracker, const char* product_identifier, const char* price,
     const char* currency, const char* transaction_id, const char* additional_parameters,
     quarnel_on_purchase_valid success, quarnel_on_purchase_invalid failure, void* user);
 
-// Registers the token of the platform's push service 3.5 seconds from now, if it is another one
-// than before. Needs a report built earlier in this run of the application. Failures are logged and
-// not retried. The token may be NULL if its size, in bytes, is 0.
+// Registers the token of the platform's push service 3.5 seconds from now, if it is
+// another one than before. Needs a report built earlier in this run of the application. Failures
+// are logged and not retried. The token may be NULL if its size, in bytes, is 0.
 QUARNEL_EXPORT quarnel_status quarnel_tracker_register_uninstall(quarnel_tracker* tracker,
                                                                  const uint8_t* device_token,
                                                                  size_t size);

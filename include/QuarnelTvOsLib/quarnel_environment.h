@@ -9,9 +9,10 @@ extern "C" {
 #endif
 
 // Facts and services that only the host application knows. Every setter is optional; what is not
-// set, or is set to NULL where NULL is allowed, has the default told at it. Not thread-safe: fill
-// one in, hand it to quarnel_configure_shared_tracker and free it. Functions handed in must stay
-// callable until the process ends, and may be called from any thread of the library.
+// set, or is set to NULL where NULL is allowed, has the default that its setter names. Not
+// thread-safe: fill one in, hand it to quarnel_configure_shared_tracker and free it. Functions
+// handed in must stay callable until the process ends, and may be called from any thread of the
+// library.
 typedef struct quarnel_environment quarnel_environment;
 
 // A new environment; NULL only when memory is short. Free it with quarnel_environment_free.
@@ -48,6 +49,12 @@ quarnel_environment_set_keychain_file(quarnel_environment* environment, const ch
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_certificate_authority_file(
     quarnel_environment* environment, const char* path);
 
+// Whether requests go through the proxy that the environment names: `https_proxy`, `HTTPS_PROXY`,
+// `all_proxy`, `ALL_PROXY`, with exceptions in `no_proxy`. TLS is with the server all the same, so
+// the proxy learns host names only. Default: true.
+QUARNEL_EXPORT quarnel_status
+quarnel_environment_set_uses_proxy_variables(quarnel_environment* environment, bool uses);
+
 // The store receipt of this installation. Must not be NULL. Default: none.
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_receipt_file(quarnel_environment* environment,
                                                                    const char* path);
@@ -63,8 +70,8 @@ QUARNEL_EXPORT quarnel_status quarnel_environment_set_bundle(quarnel_environment
                                                              const char* short_version);
 
 // Replaces a device fact by the name of its report field ("systemversion", "name", ...; NULL: the
-// device does not tell). QUARNEL_INVALID_ARGUMENT when there is no such fact. "multitasking" and
-// "wifi" take "true" or "false".
+// device does not tell). "multitasking" and "wifi" take "true" or "false". QUARNEL_INVALID_ARGUMENT
+// when there is no such fact or it does not take this value.
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_device_fact(quarnel_environment* environment,
                                                                   const char* field,
                                                                   const char* value);
@@ -112,11 +119,6 @@ QUARNEL_EXPORT quarnel_status quarnel_environment_set_advertising_identifier_pro
 typedef bool (*quarnel_cloud_identity_provider)(void* user);
 QUARNEL_EXPORT quarnel_status quarnel_environment_set_cloud_identity_provider(
     quarnel_environment* environment, quarnel_cloud_identity_provider provider, void* user);
-
-// Whether the proxy variables of the process's environment (https_proxy, all_proxy, no_proxy) take
-// effect. Default: true.
-QUARNEL_EXPORT quarnel_status
-quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment, bool uses);
 
 // --- Platform ad client ------------------------------------------------------------------------
 

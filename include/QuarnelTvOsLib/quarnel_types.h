@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QuarnelTvOsLib/Export.h>
+#include <QuarnelTvOsLib/Version.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>

@@ -69,6 +69,11 @@ quarnel_status quarnel_environment_set_certificate_authority_file(quarnel_enviro
   return setText(environment, &HostEnvironment::setCertificateAuthorityFile, path, "path");
 }
 
+quarnel_status quarnel_environment_set_uses_proxy_variables(quarnel_environment* environment,
+                                                            bool uses) {
+  return guarded([&] { environmentOf(environment).setUsesProxyVariables(uses); });
+}
+
 quarnel_status quarnel_environment_set_receipt_file(quarnel_environment* environment,
                                                     const char* path) {
   return setText(environment, &HostEnvironment::setReceiptFile, path, "path");
@@ -92,7 +97,8 @@ quarnel_status quarnel_environment_set_device_fact(quarnel_environment* environm
   return guarded([&] {
     const std::string name = requiredText(field, "field");
     if (environmentOf(environment).setDeviceFact(name, optionalText(value))) return;
-    throw Refusal(QUARNEL_INVALID_ARGUMENT, "There is no device fact of that name.");
+    throw Refusal(QUARNEL_INVALID_ARGUMENT,
+                  "There is no device fact of that name, or it does not take this value.");
   });
 }
 
@@ -156,9 +162,4 @@ quarnel_status quarnel_environment_set_cloud_identity_provider(
     if (provider == nullptr) return environmentOf(environment).setCloudIdentityProvider(nullptr);
     environmentOf(environment).setCloudIdentityProvider([=] { return provider(user); });
   });
-}
-
-quarnel_status quarnel_environment_set_uses_proxy_environment(quarnel_environment* environment,
-                                                              bool uses) {
-  return guarded([&] { environmentOf(environment).setUsesProxyEnvironment(uses); });
 }

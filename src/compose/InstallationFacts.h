@@ -16,8 +16,6 @@ namespace quarnel {
 struct Advertising {
   std::string identifier;
   bool isEnabled = false;
-
-  friend bool operator==(const Advertising&, const Advertising&) = default;
 };
 
 // What the installation and its device are at the moment of a report.
@@ -34,8 +32,6 @@ struct InstallationFacts {
   std::optional<Value> conversionData;
   std::int64_t reinstallCounter = 0;
   std::optional<std::string> originalIdentifier;
-
-  friend bool operator==(const InstallationFacts&, const InstallationFacts&) = default;
 };
 
 // What a report carries of the user's e-mail addresses.

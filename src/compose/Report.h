@@ -42,8 +42,6 @@ struct AdAttribution {
   std::optional<std::string> purchaseDate;
   std::optional<std::string> impressionDate;
   std::optional<Value> details;  // A dictionary.
-
-  friend bool operator==(const AdAttribution&, const AdAttribution&) = default;
 };
 
 // Everything that a report must have of the moment at which it was handed over.
@@ -69,6 +67,8 @@ struct CommonFields {
   std::string application;  // "deviceTrackingDisabled" to "currentCountrycode".
   std::string user;         // "appUID", "customData".
   std::string attribution;  // "wifi" to the e-mails.
+
+  friend bool operator==(const CommonFields&, const CommonFields&) = default;
 };
 
 // Everything that a report's body and URL are made of. Nothing about a report is read later.

@@ -67,7 +67,7 @@ ReportFacts ReportGatherer::gatherOne(HandedOver& report, const ReportNumbers& n
   }
   facts.purchaseAndLink = purchaseAndLink.take();
   // In debug mode each report has the lines of its fields.
-  const bool isAsBefore = common_ && handOver.settings == settings_ && *handOver.ads == ads_;
+  const bool isAsBefore = handOver.settings == settings_ && handOver.ads == ads_;
   if (isFirstOfBatch || !isAsBefore || log_.isEnabled()) readCommon(handOver);
   facts.common = common_;
   facts.request = std::move(report.request);
@@ -153,20 +153,21 @@ std::optional<std::string> ReportGatherer::pushText(const Value& payload) {
   return isContainer ? writeJson(payload) : std::nullopt;
 }
 
-// The texts are made again only when something in them has changed.
+// Reports that say the same share one text, so that those that wait take little memory.
 void ReportGatherer::readCommon(const HandOver& handOver) {
   const Settings& settings = *handOver.settings;
-  InstallationFacts facts = installation_.read(settings, handOver.moment);
+  const InstallationFacts facts = installation_.read(settings, handOver.moment);
   state_.set(&TrackerFields::advertiserId, std::optional(facts.advertising.identifier));
-  if (common_ && handOver.settings == settings_ && *handOver.ads == ads_ && facts == facts_) return;
-  common_.reset();
+  settings_.reset();
   if (emailField(settings).isAbandoned) {
     throw std::invalid_argument("the e-mails hold no text, so there is no key for them");
   }
-  common_ = std::make_shared<const CommonFields>(commonFields(facts, settings, *handOver.ads));
-  facts_ = std::move(facts);
+  CommonFields common = commonFields(facts, settings, *handOver.ads);
+  if (!common_ || *common_ != common) {
+    common_ = std::make_shared<const CommonFields>(std::move(common));
+  }
   settings_ = handOver.settings;
-  ads_ = *handOver.ads;
+  ads_ = handOver.ads;
 }
 
 }  // namespace quarnel

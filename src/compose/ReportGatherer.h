@@ -62,10 +62,9 @@ class ReportGatherer {
   Ledger& ledger_;
   const DebugLog& log_;
 
-  // What the last report was made of. Most reports are made of the same.
-  std::optional<InstallationFacts> facts_;
+  // What the last report was made of.
   std::shared_ptr<const Settings> settings_;
-  AdAttribution ads_;
+  std::shared_ptr<const AdAttribution> ads_;
   std::shared_ptr<const CommonFields> common_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <QuarnelTvOsLib/Value.h>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -45,13 +46,7 @@ class TrackerState {
   }
 
   // Makes a new snapshot, changed by `change`, the settings of all that follows.
-  template <typename Change>
-  void changeSettings(const Change& change) {
-    const std::lock_guard lock(mutex_);
-    auto changed = std::make_shared<Settings>(*fields_.settings);
-    change(*changed);
-    fields_.settings = std::move(changed);
-  }
+  void changeSettings(const std::function<void(Settings&)>& change);
 
   // Runs a short function on the fields and returns what it returns. The function must not call
   // out.

@@ -19,8 +19,6 @@ struct DeviceFacts {
   bool isMultitaskingSupported = true;
   std::vector<std::string> preferredLanguages;
   std::optional<std::string> countryCode;
-
-  friend bool operator==(const DeviceFacts&, const DeviceFacts&) = default;
 };
 
 // Properties of the application's bundle.
@@ -31,8 +29,6 @@ struct BundleFacts {
   std::optional<std::string> displayName;
   std::optional<std::string> shortVersion;
   std::optional<std::string> appStoreReceiptPath;
-
-  friend bool operator==(const BundleFacts&, const BundleFacts&) = default;
 };
 
 // Device and application facts. Cheap enough to ask for every report, apart from the first time;

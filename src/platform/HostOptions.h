@@ -21,7 +21,7 @@ struct HostOptions {
   std::optional<std::string> stateDirectory;
   std::optional<std::string> keychainFile;
   std::optional<std::string> certificateAuthorityFile;
-  bool usesProxyEnvironment = true;
+  bool usesProxyVariables = true;
   BundleFacts bundle;
   std::map<std::string, std::optional<std::string>, std::less<>> deviceFacts;
   std::optional<bool> wifi;

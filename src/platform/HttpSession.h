@@ -11,17 +11,17 @@
 
 namespace quarnel {
 
-// Whether an exchange may use a connection that an earlier one has left open. The server may close
-// such a connection at the very moment at which the request is sent, and the exchange fails. So
-// those that nobody sends again take a fresh one.
-enum class ConnectionUse { kReused, kFresh };
+// A request is on the wire once: a session never sends it again, not even when its connection ends
+// before the answer. So one that meets the end of an idle connection fails. That cannot happen to a
+// fresh connection, which costs a handshake.
+enum class ConnectionUse { kReuse, kFresh };
 
 struct HttpRequest {
   std::string method;
   std::string url;  // Percent-escaped; a session refuses what it cannot parse or what is not HTTPS.
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
-  ConnectionUse connection = ConnectionUse::kReused;
+  ConnectionUse connection = ConnectionUse::kReuse;
 };
 
 struct HttpResponse {
@@ -29,7 +29,8 @@ struct HttpResponse {
   std::string body;
 };
 
-// Exactly one of the two is set. A response of any status is no error.
+// Exactly one of the two is set. A response of any status is no error. A redirect is followed; one
+// that cannot be (not to HTTPS, malformed, one too many) is itself the response.
 struct HttpResult {
   std::optional<HttpResponse> response;
   std::optional<Error> error;
@@ -37,9 +38,8 @@ struct HttpResult {
 
 using HttpCompletion = std::function<void(const HttpResult&)>;
 
-// Sends requests without blocking. One exchange is one request on the wire, and one more for each
-// redirect: nothing is sent again on its own. Every task completes exactly once, on the session's
-// own serial callback queue, never on the caller's thread.
+// Sends requests without blocking. Every task completes exactly once, on the session's own serial
+// callback queue, never on the caller's thread.
 class HttpSession {
  public:
   virtual ~HttpSession() = default;

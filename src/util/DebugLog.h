@@ -1,14 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <charconv>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
-
-#include "util/Text.h"
 
 namespace quarnel {
 
@@ -25,31 +25,41 @@ class DebugLog {
   void setEnabled(bool enabled) { enabled_.store(enabled, std::memory_order_relaxed); }
   bool isEnabled() const { return enabled_.load(std::memory_order_relaxed); }
 
-  // The parts are joined only when the line is written. Absent text prints "(null)".
+  // The parts, texts and whole numbers, are joined only when the line is written. Absent text
+  // prints
+  // "(null)".
   template <typename... Parts>
   void operator()(std::string_view operation, const Parts&... parts) const {
-    if (!isEnabled()) return;
-    std::string line = "Quarnel: ";
-    line += operation;
-    line += ' ';
-    (append(line, parts), ...);
-    sink_(line);
+    if (isEnabled()) write(operation, {Part(parts)...});
   }
 
   // Writes the line whatever the debug mode.
   void always(std::string_view line) const { sink_(line); }
 
  private:
-  template <typename Part>
-  static void append(std::string& line, const Part& part) {
-    if constexpr (std::is_integral_v<Part>) {
-      line += std::to_string(part);
-    } else if constexpr (std::is_same_v<Part, std::optional<std::string>>) {
-      line += textOrNull(part);
-    } else {
-      line += std::string_view(part);
+  class Part {
+   public:
+    explicit Part(std::string_view text) : text_(text) {}
+    explicit Part(const char* text) : text_(text) {}
+    explicit Part(const std::string& text) : text_(text) {}
+    explicit Part(const std::optional<std::string>& text)
+        : text_(text ? std::string_view(*text) : std::string_view("(null)")) {}
+    template <typename Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
+    explicit Part(Number number) {
+      const char* const end = std::to_chars(digits_, digits_ + sizeof digits_, number).ptr;
+      digitCount_ = static_cast<std::size_t>(end - digits_);
     }
-  }
+    std::string_view text() const {
+      return digitCount_ > 0 ? std::string_view(digits_, digitCount_) : text_;
+    }
+
+   private:
+    std::string_view text_;
+    char digits_[24];
+    std::size_t digitCount_ = 0;
+  };
+
+  void write(std::string_view operation, std::initializer_list<Part> parts) const;
 
   const Sink sink_;
   std::atomic<bool> enabled_{false};

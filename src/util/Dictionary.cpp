@@ -69,6 +69,49 @@ Value* Dictionary::find(std::string_view key) {
   return at == kNotFound ? nullptr : &entries_[at].second;
 }
 
+namespace {
+
+template <typename T>
+std::optional<T> copied(const T* content) {
+  return content != nullptr ? std::optional<T>(*content) : std::nullopt;
+}
+
+// The content under a key by one of Value's accessors; null when there is none.
+template <typename T>
+const T* content(const Dictionary& dictionary, std::string_view key,
+                 const T* (Value::*accessor)() const noexcept) {
+  const Value* value = dictionary.find(key);
+  return value != nullptr ? (value->*accessor)() : nullptr;
+}
+
+}  // namespace
+
+std::optional<bool> Dictionary::boolean(std::string_view key) const {
+  return copied(content(*this, key, &Value::boolean));
+}
+std::optional<std::int64_t> Dictionary::integer(std::string_view key) const {
+  return copied(content(*this, key, &Value::integer));
+}
+std::optional<double> Dictionary::number(std::string_view key) const {
+  const Value* value = find(key);
+  return value != nullptr ? value->asDouble() : std::nullopt;
+}
+std::optional<Date> Dictionary::date(std::string_view key) const {
+  return copied(content(*this, key, &Value::date));
+}
+const std::string* Dictionary::text(std::string_view key) const {
+  return content(*this, key, &Value::text);
+}
+const Bytes* Dictionary::bytes(std::string_view key) const {
+  return content(*this, key, &Value::bytes);
+}
+const Value::Array* Dictionary::array(std::string_view key) const {
+  return content(*this, key, &Value::array);
+}
+const Dictionary* Dictionary::dictionary(std::string_view key) const {
+  return content(*this, key, &Value::dictionary);
+}
+
 void Dictionary::set(std::string key, Value value) {
   if (Value* existing = find(key)) {
     *existing = std::move(value);

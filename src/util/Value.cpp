@@ -114,6 +114,12 @@ const Dictionary* Value::dictionary() const noexcept {
   return type_ == Type::kDictionary ? std::get_if<Dictionary>(&payload_.node->content) : nullptr;
 }
 
+std::optional<double> Value::asDouble() const noexcept {
+  if (type_ == Type::kDouble) return payload_.number;
+  if (type_ == Type::kInteger) return static_cast<double>(payload_.integer);
+  return std::nullopt;
+}
+
 Value::Array* Value::mutableArray() {
   if (type_ != Type::kArray) return nullptr;
   detach();

@@ -24,6 +24,16 @@ std::string contentOf(const std::string& file) {
   return content.str();
 }
 
+// The requests that were kept, newest first.
+std::string idsOf(RunningCollector& collector) {
+  std::string ids;
+  const auto list = collector.ask("api/requests");
+  for (const auto& request : list["requests"].GetArray()) {
+    ids += std::to_string(request["id"].GetInt()) + " ";
+  }
+  return ids;
+}
+
 class CollectorTest : public testing::Test {
  protected:
   TemporaryFolder folder_;
@@ -153,6 +163,36 @@ TEST_F(CollectorTest, HostileTextNeverSteersTheTerminal) {
   for (const char* sequence : {"\xc2\x85", "\xc2\x9b", "\xc2\x9d", "\u202e", "\u2028"}) {
     EXPECT_EQ(output.find(sequence), output.npos) << output;
   }
+}
+
+TEST_F(CollectorTest, EndlessRequestsEndAndOthersAreServed) {
+  RunningCollector collector(state_, "", {"--jsonl"});
+  const struct {
+    const char* name;
+    std::string body;
+    std::string target;
+    std::vector<std::string> headers;
+    bool isAnswered;
+  } cases[] = {
+      {"long headers",
+       "x",
+       kPath,
+       {"X: " + std::string(8000, 'x'), "Y: " + std::string(8000, 'y')},
+       true},
+      {"an endless header", "x", kPath, {"X: " + std::string(std::size_t{4} << 20, 'x')}, false},
+      {"an endless body in chunks",
+       std::string(std::size_t{96} << 20, 'x'),
+       "/nowhere",
+       {"Transfer-Encoding: chunked", "Expect:"},
+       false},
+      {"the next one", "x", kPath, {}, true},
+  };
+  for (const auto& [name, body, target, headers, isAnswered] : cases) {
+    const Outcome outcome = collector.send(body, target, headers);
+    EXPECT_EQ(outcome.code == CURLE_OK && outcome.status == 200, isAnswered)
+        << name << outcome.status;
+  }
+  EXPECT_EQ(idsOf(collector), "2 1 ");
 }
 
 TEST_F(CollectorTest, SilentClientsHinderNeitherOthersNorTheEnd) {

@@ -1,10 +1,14 @@
 // The collector's web server: what the inspector's page is given, and who else is refused.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -57,17 +61,17 @@ TEST(InspectorServerTest, PagesAndFiltersAHundredThousandRequests) {
       {"search=%25", "end"},
   };
   for (const auto& [query, ids] : cases) {
-    const Outcome outcome = get(collector.inspector() + "api/requests?" + query);
+    const Outcome outcome = collector.get(std::string("api/requests?") + query);
     ASSERT_EQ(outcome.status, 200) << query << outcome.content;
     EXPECT_EQ(idsOf(outcome.content), ids) << query;
   }
   for (const char* senseless :
        {"kind=%27", "limit=0", "limit=501", "before=x", "after=-1", "problems=yes", "sort=1"}) {
-    EXPECT_EQ(get(collector.inspector() + "api/requests?" + senseless).status, 400) << senseless;
+    EXPECT_EQ(collector.get(std::string("api/requests?") + senseless).status, 400) << senseless;
   }
-  const std::string lines = get(collector.inspector() + "api/export?kind=launch").content;
+  const std::string lines = collector.get("api/export?kind=launch").content;
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 100);
-  EXPECT_EQ(get(collector.inspector() + "api/requests/100001").status, 404);
+  EXPECT_EQ(collector.get("api/requests/100001").status, 404);
 }
 
 TEST(InspectorServerTest, TakesOverTheRequestsOfAnEarlierLayout) {
@@ -91,11 +95,11 @@ TEST(InspectorServerTest, TakesOverTheRequestsOfAnEarlierLayout) {
     EXPECT_EQ(jsonText(collector.ask("api/requests?installation=1-2")["requests"]),
               R"([{"id":5,"time":7,"kind":"event","installation":"1-2","event":"e",)"
               R"("counters":{"launch":3},"cachedSeconds":1.5,"status":200,"size":4,"errors":0,)"
-              R"("warnings":0,"path":"/p"}])");
+              R"("warnings":0,"path":"/p","builtAt":null,"value":""}])");
     collector.send(encoded(R"({"n":0.30000000000000001,"b":12345678901234567890123})"));
-    EXPECT_EQ(idsOf(get(collector.inspector() + "api/requests").content), "7 6 5 end");
+    EXPECT_EQ(idsOf(collector.get("api/requests").content), "7 6 5 end");
     // Numbers stand as they were sent.
-    const std::string detail = get(collector.inspector() + "api/requests/7").content;
+    const std::string detail = collector.get("api/requests/7").content;
     EXPECT_NE(detail.find(R"("name":"n","value":0.30000000000000001,)"), detail.npos) << detail;
     EXPECT_NE(detail.find(R"("name":"b","value":12345678901234567890123,)"), detail.npos);
     ASSERT_EQ(collector.end(), 0);
@@ -108,39 +112,158 @@ TEST(InspectorServerTest, TakesOverTheRequestsOfAnEarlierLayout) {
       Clock::now() + kPatience));
 }
 
-TEST(InspectorServerTest, AnswersOnlyItsOwnPage) {
+// A page that listens.
+class Listener {
+ public:
+  explicit Listener(const RunningCollector& collector)
+      : thread_([this, url = collector.inspector() + "api/stream",
+                 token = "Authorization: Bearer " + collector.token()] { listen(url, token); }) {}
+  ~Listener() { thread_.join(); }
+
+  bool waitFor(const std::string& text) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kPatience, [&] { return heard_.find(text) != heard_.npos; });
+  }
+
+ private:
+  static size_t hear(char* data, size_t size, size_t count, void* self) {
+    auto* const listener = static_cast<Listener*>(self);
+    const std::lock_guard lock(listener->mutex_);
+    listener->heard_.append(data, size * count);
+    listener->changed_.notify_all();
+    return size * count;
+  }
+
+  void listen(const std::string& url, const std::string& token) {
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
+                                                                   curl_easy_cleanup);
+    const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
+        curl_slist_append(nullptr, token.c_str()), curl_slist_free_all);
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
+    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, hear);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, this);
+    curl_easy_perform(curl.get());
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::string heard_;
+  std::thread thread_;
+};
+
+// All that the inspector answers to these bytes, until it closes the connection.
+std::string exchange(const std::string& inspector, const std::string& bytes) {
+  const int connection = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(std::stoi(inspector.substr(inspector.rfind(':') + 1)));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  EXPECT_EQ(connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  std::size_t sent = 0;
+  for (ssize_t count = 0; sent < bytes.size() && count >= 0; sent += std::max<ssize_t>(count, 0)) {
+    count = send(connection, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+  }
+  std::string answer(1 << 16, 0);
+  std::size_t size = 0;
+  ssize_t count = 0;
+  while ((count = recv(connection, answer.data() + size, answer.size() - size, 0)) > 0) {
+    size += count;
+  }
+  close(connection);
+  answer.resize(size);
+  return answer;
+}
+
+TEST(InspectorServerTest, AnswersNobodyElseAndReadsNothingBehindARequest) {
   const TemporaryFolder folder;
   RunningCollector collector(folder.path("state"), "k", {"--jsonl"});
-  const std::string address = collector.inspector();
-  const std::string own = address.substr(7, address.size() - 8);
+  ASSERT_EQ(collector.send("x").status, 200);
+  const std::string own = collector.inspector().substr(7, collector.inspector().size() - 8);
   const std::string port = own.substr(own.find(':'));
-  const std::string json = "Content-Type: application/json";
+  const std::string host = "Host: " + own + "\r\n";
+  const std::string token = "Authorization: Bearer " + collector.token() + "\r\n";
+  const std::string origin = "Origin: http://" + own + "\r\n";
+  const std::string list = "GET /api/requests HTTP/1.1\r\n";
+  const std::string clear = "DELETE /api/requests HTTP/1.1\r\n";
+  const std::string put = "PUT /api/controls HTTP/1.1\r\n";
+  const std::string hidden = clear + host + origin + token + "\r\n";
+  const std::string carrying =
+      "Content-Length: " + std::to_string(hidden.size()) + "\r\n\r\n" + hidden;
+  const std::string endless(std::size_t{8} << 20, 'x');
   const struct {
-    const char* method;
-    const char* path;
-    std::vector<std::string> headers;
-    long status;
+    const char* name;
+    std::string bytes;
+    const char* status;  // Of the one answer.
   } cases[] = {
-      {"GET", "", {}, 200},
-      {"GET", "", {"Host: localhost" + port}, 200},
-      {"GET", "api/requests", {"Host: rebound.example" + port}, 403},
-      {"GET", "api/stream", {"Host: 127.0.0.1"}, 403},
-      {"GET", "", {"Host:"}, 403},
-      {"PUT", "api/controls", {json, "Origin: http://" + own}, 200},
-      {"PUT", "api/controls", {json}, 403},
-      {"PUT", "api/controls", {json, "Origin: null"}, 403},
-      {"PUT", "api/controls", {json, "Origin: http://localhost" + port}, 403},
-      {"PUT", "api/controls", {json, "Origin: https://" + own}, 403},
-      {"PUT", "api/controls", {"Content-Type: text/plain", "Origin: http://" + own}, 403},
-      {"POST", "api/requests", {json, "Origin: http://" + own}, 404},
-      {"DELETE", "api/requests", {"Origin: http://other.example"}, 403},
-      {"OPTIONS", "api/controls", {"Origin: http://other.example"}, 403},
-      {"DELETE", "api/requests", {json, "Origin: http://" + own}, 204},
+      {"the page", "GET / HTTP/1.1\r\n" + host + "\r\n", "200"},
+      {"another name of this machine", list + "Host: localhost" + port + "\r\n" + token + "\r\n",
+       "200"},
+      {"no token", list + host + "\r\n", "401"},
+      {"half a token", list + host + token.substr(0, token.size() - 18) + "\r\n\r\n", "401"},
+      {"the token in the query",
+       "GET /api/requests?" + collector.token() + " HTTP/1.1\r\n" + host + "\r\n", "401"},
+      {"a stream without token", "GET /api/stream HTTP/1.1\r\n" + host + "\r\n", "401"},
+      {"a rebound name", list + "Host: rebound.example" + port + "\r\n" + token + "\r\n", "403"},
+      {"no host", list + token + "\r\n", "403"},
+      {"two hosts", list + host + "Host: other\r\n" + token + "\r\n", "403"},
+      {"another page", clear + host + token + "Origin: http://evil.example\r\n\r\n", "403"},
+      {"a page of no origin", clear + host + token + "Origin: null\r\n\r\n", "403"},
+      {"a request in the body of a refused one",
+       "POST / HTTP/1.1\r\nHost: evil.example\r\nOrigin: http://evil.example\r\n" + carrying,
+       "403"},
+      {"a request in the body of an unknown one",
+       "POST /api/requests HTTP/1.1\r\n" + host + token + carrying, "404"},
+      {"a request in the body of one that has none", list + host + token + carrying, "200"},
+      {"a request behind another", list + host + token + "Connection: keep-alive\r\n\r\n" + hidden,
+       "200"},
+      {"chunks", put + host + token + "Transfer-Encoding: chunked\r\n\r\n" + hidden, "413"},
+      {"two lengths", put + host + token + "Content-Length: 2\r\nContent-Length: 400\r\n\r\n{}",
+       "413"},
+      {"a negative length", put + host + token + "Content-Length: -1\r\n\r\n" + hidden, "413"},
+      {"a packed body",
+       put + host + token + "Content-Encoding: gzip\r\nContent-Length: 2\r\n\r\nxx", "413"},
+      {"a body too long", put + host + token + "Content-Length: 8388608\r\n\r\n" + endless, "413"},
+      {"an endless header", list + host + token + "X: " + endless, "400"},
   };
-  for (const auto& [method, path, headers, status] : cases) {
-    EXPECT_EQ(request(method, address + path, "{}", headers, {}).status, status)
-        << method << " " << path << " " << (headers.empty() ? "" : headers.back());
+  for (const auto& [name, bytes, status] : cases) {
+    const std::string answer = exchange(collector.inspector(), bytes);
+    EXPECT_EQ(answer.substr(0, 12), "HTTP/1.1 " + std::string(status)) << name;
+    EXPECT_EQ(answer.rfind("HTTP/1.1 "), 0U) << name << " is answered twice: " << answer;
+    EXPECT_EQ(answer.find("Access-Control"), answer.npos) << name;
   }
+  EXPECT_EQ(idsOf(collector.get("api/requests").content), "1 end");
+}
+
+TEST(InspectorServerTest, OutlivesADeletedAndADamagedDatabase) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path("state") + "/reports.db";
+  RunningCollector collector(folder.path("state"), "k", {"--jsonl"});
+  const auto send = [&](long status) {
+    EXPECT_EQ(collector.send("x").status, status);
+    collector.line();
+  };
+  send(200);
+  for (const bool isTold : {false, true}) {  // By the next request, or by a page that asks.
+    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file + end);
+    if (isTold) {
+      EXPECT_EQ(idsOf(collector.get("api/requests").content), "end");
+    }
+    send(200);
+    EXPECT_EQ(idsOf(collector.get("api/requests").content), "1 end");
+  }
+  execute(file, "ALTER TABLE request RENAME TO gone");
+  send(500);
+  EXPECT_EQ(collector.get("api/requests").status, 500);
+  EXPECT_EQ(collector.get("api/export").status, 500);
+  Listener page(collector);
+  EXPECT_TRUE(page.waitFor(R"("trouble":"Requests are not kept: )"));
+  for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file + end);
+  send(200);
+  EXPECT_EQ(idsOf(collector.get("api/requests").content), "1 end");
+  EXPECT_TRUE(page.waitFor(R"("newest":1,"count":1,"trouble":"The database)"));
+  EXPECT_EQ(collector.end(), 0);
 }
 
 TEST(InspectorServerTest, FaultsApplyAtOnceAndAreShown) {
@@ -187,67 +310,28 @@ TEST(InspectorServerTest, FaultsApplyAtOnceAndAreShown) {
   EXPECT_EQ(collector.end(), 0);
 }
 
-// A page that listens.
-class Listener {
- public:
-  explicit Listener(const std::string& inspector)
-      : thread_([this, url = inspector + "api/stream"] { listen(url); }) {}
-  ~Listener() { thread_.join(); }
-
-  bool waitFor(const std::string& text) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [&] { return heard_.find(text) != heard_.npos; });
-  }
-
- private:
-  static size_t hear(char* data, size_t size, size_t count, void* self) {
-    auto* const listener = static_cast<Listener*>(self);
-    const std::lock_guard lock(listener->mutex_);
-    listener->heard_.append(data, size * count);
-    listener->changed_.notify_all();
-    return size * count;
-  }
-
-  void listen(const std::string& url) {
-    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
-                                                                   curl_easy_cleanup);
-    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, hear);
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, this);
-    curl_easy_perform(curl.get());
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::string heard_;
-  std::thread thread_;
-};
-
 TEST(InspectorServerTest, TellsPagesWhatIsNewAndEndsWithThemOpen) {
   const TemporaryFolder folder;
   RunningCollector collector(folder.path("state"), "k", {"--jsonl"});
   std::vector<std::unique_ptr<Listener>> pages;
   for (int page = 0; page < 32; ++page) {
-    pages.push_back(std::make_unique<Listener>(collector.inspector()));
+    pages.push_back(std::make_unique<Listener>(collector));
     EXPECT_TRUE(pages.back()->waitFor("event: controls\ndata: {\"faults\""));
-    EXPECT_TRUE(pages.back()->waitFor("event: arrived\ndata: {\"newest\":0,\"count\":0}\n\n"));
+    EXPECT_TRUE(pages.back()->waitFor(
+        "event: arrived\ndata: {\"newest\":0,\"count\":0,\"trouble\":null}\n\n"));
   }
-  EXPECT_EQ(get(collector.inspector() + "api/stream").status, 503);
+  EXPECT_EQ(collector.get("api/stream").status, 503);
   collector.send("x");
   collector.control(R"({"receipts":"{}"})");
   for (const auto& page : pages) {
-    EXPECT_TRUE(page->waitFor(R"({"newest":1,"count":1})"));
+    EXPECT_TRUE(page->waitFor(R"({"newest":1,"count":1,)"));
     EXPECT_TRUE(page->waitFor(R"("receipts":"{}"})"));
   }
-  request("DELETE", collector.inspector() + "api/requests", {},
-          {"Origin: " + collector.inspector().substr(0, collector.inspector().size() - 1),
-           "Content-Type: application/json"},
-          {});
+  EXPECT_EQ(collector.inspect("DELETE", "api/requests", {}).status, 204);
   EXPECT_TRUE(pages[0]->waitFor("event: cleared\n"));
   EXPECT_EQ(collector.ask("api/requests")["newest"].GetInt(), 0);
   collector.send("x");
-  EXPECT_TRUE(pages[0]->waitFor(R"({"newest":2,"count":1})"));
+  EXPECT_TRUE(pages[0]->waitFor(R"({"newest":2,"count":1,)"));
   EXPECT_EQ(collector.end(), 0);
 }
 

@@ -72,7 +72,7 @@ TEST(InspectorTest, FindsNothingWrongWithWhatTheLibrarySends) {
   }
   EXPECT_EQ(seen, (std::set<std::string>{"conversion", "event", "launch", "registration",
                                          "replayed", "statistics", "validation"}));
-  EXPECT_EQ(get(collector.inspector() + "api/export?problems=1").content, "");
+  EXPECT_EQ(collector.get("api/export?problems=1").content, "");
 }
 
 // A report with every field that is always there; `change` replaces what stands between the bars.

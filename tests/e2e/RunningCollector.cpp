@@ -81,6 +81,7 @@ RunningCollector::RunningCollector(const std::string& state, const std::string& 
   port_ = port_.substr(0, port_.find_first_not_of("0123456789"));
   inspector_ = human_ ? line() : first;
   inspector_ = inspector_.substr(inspector_.find("http://127"));
+  token_ = inspector_.substr(inspector_.find('#') + 1, 32);
   inspector_ = inspector_.substr(0, inspector_.rfind('/', inspector_.find('"')) + 1);
   if (human_) line();
 }
@@ -93,15 +94,17 @@ std::string RunningCollector::line() {
 
 rapidjson::Document RunningCollector::json() { return parsed(line()); }
 
+Outcome RunningCollector::inspect(const char* method, const std::string& target,
+                                  const std::string& body) {
+  return request(method, inspector_ + target, body, {"Authorization: Bearer " + token_}, {});
+}
+
 rapidjson::Document RunningCollector::ask(const std::string& target) {
-  return parsed(get(inspector_ + target).content);
+  return parsed(get(target).content);
 }
 
 Outcome RunningCollector::control(const std::string& controls) {
-  return request(
-      "PUT", inspector_ + "api/controls", controls,
-      {"Origin: " + inspector_.substr(0, inspector_.size() - 1), "Content-Type: application/json"},
-      {});
+  return inspect("PUT", "api/controls", controls);
 }
 
 std::optional<int> RunningCollector::end() {

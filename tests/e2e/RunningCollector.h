@@ -41,14 +41,18 @@ class RunningCollector {
                const std::vector<std::string>& headers = {}) {
     return post("https://localhost:" + port_ + target, body, ca_, headers);
   }
-  // What the inspector answers, a JSON object.
+  // What the inspector answers to who knows its token.
+  Outcome get(const std::string& target) { return inspect("GET", target, {}); }
+  Outcome inspect(const char* method, const std::string& target, const std::string& body);
+  // The same, a JSON object.
   rapidjson::Document ask(const std::string& target);
   // Changes the controls, as the inspector's page does.
   Outcome control(const std::string& controls);
   std::optional<int> end();
   const std::string& port() const { return port_; }
   const std::string& ca() const { return ca_; }
-  const std::string& inspector() const { return inspector_; }  // Its address.
+  const std::string& inspector() const { return inspector_; }  // Its address, without the token.
+  const std::string& token() const { return token_; }
   Process& process() { return process_; }
 
  private:
@@ -60,6 +64,7 @@ class RunningCollector {
   std::string ca_;
   std::string port_;
   std::string inspector_;
+  std::string token_;
 };
 
 }  // namespace e2e

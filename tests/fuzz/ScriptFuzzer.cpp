@@ -1,6 +1,7 @@
 // Scripts of quarnel-host against a tracker on the simulated platform: links, pushes, properties,
 // events. The first line is what every server answers, the second an object of stored values, the
 // others are commands.
+#include <QuarnelTvOsLib/Json.h>
 #include <QuarnelTvOsLib/testing/SimulatedPlatform.h>
 
 #include "BadInput.h"
@@ -26,8 +27,8 @@ bool isUnfit(std::string_view line) {
 void storeValues(SimulatedPlatform& platform, std::string_view json) {
   try {
     const Value stored = host::readJson(json);
-    const Value again = host::readJson(host::writeJson(stored));
-    require(host::writeJson(again) == host::writeJson(stored), "values read back the same");
+    const Value again = host::readJson(quarnel::toJson(stored));
+    require(quarnel::toJson(again) == quarnel::toJson(stored), "values read back the same");
     if (stored.dictionary() == nullptr) return;
     for (const auto& [key, value] : *stored.dictionary()) {
       if (!value.isNull()) platform.userDefaults()[key] = value;

@@ -1,6 +1,8 @@
 // Bounds and counts with real threads, sockets and files.
 #include <QuarnelTvOsLib/QuarnelTracker.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -11,6 +13,7 @@
 #include "platform/PlatformFactory.h"
 #include "platform/linux/dispatch/LinuxDispatcher.h"
 #include "platform/linux/store/CounterFile.h"
+#include "platform/linux/store/FileDescriptor.h"
 #include "util/Limits.h"
 
 namespace quarnel::test {
@@ -128,6 +131,20 @@ TEST_F(CounterFileTest, WhatCannotBeSavedIsKeptInMemory) {
   std::filesystem::remove(directory_ / "Library/counters");
   counters->save();
   EXPECT_EQ(open()->totals()[2], 1U);
+}
+
+TEST_F(CounterFileTest, ALockThatSomebodyKeepsHoldsNobodyUp) {
+  const std::string path = directory_ / "Library/counters";
+  open()->totals();  // Makes the file.
+  const FileDescriptor held(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+  const auto counters = open();
+  counters->increment(3);
+  counters->save();  // Without a limit this and the next line would never return.
+  EXPECT_EQ(counters->totals()[3], 1U);
+  ASSERT_EQ(::flock(held.get(), LOCK_UN), 0);
+  counters->save();
+  EXPECT_EQ(open()->totals()[3], 1U);
 }
 
 }  // namespace

@@ -61,6 +61,9 @@ TEST(SystemTest, ClockFollowsTheTimeZone) {
     const std::chrono::minutes half(hours < 0 ? -30 : 30);
     EXPECT_EQ(clock.utcOffset(before), std::chrono::hours(hours) + half);
   }
+  // 32-bit seconds would take this day of July 2060 for one in May 1924.
+  ::setenv("TZ", "CET-1CEST,M7.1.0,M8.5.0", 1);
+  EXPECT_EQ(clock.utcOffset(Date(std::chrono::seconds(2'856'900'000))), std::chrono::hours(2));
   ::unsetenv("TZ");
 }
 

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -95,18 +96,23 @@ std::optional<std::string> Connection::readRequest() {
   }
 }
 
-std::optional<std::string> Connection::read(std::size_t size) {
+std::optional<std::string> Connection::readExactly(std::size_t size) {
   std::string bytes(size, '\0');
-  std::size_t filled = 0;
-  while (filled < size) {
-    const int got = ::SSL_read(ssl_.get(), bytes.data() + filled, static_cast<int>(size - filled));
+  for (std::size_t done = 0; done < size;) {
+    const int got = ::SSL_read(ssl_.get(), &bytes[done], static_cast<int>(size - done));
     if (got <= 0) {
       open_ = false;
       return std::nullopt;
     }
-    filled += static_cast<std::size_t>(got);
+    done += static_cast<std::size_t>(got);
   }
   return bytes;
+}
+
+bool Connection::hasMore() {
+  constexpr int kMilliseconds = 2;
+  pollfd socket{socket_, POLLIN, 0};
+  return ::SSL_pending(ssl_.get()) > 0 || ::poll(&socket, 1, kMilliseconds) > 0;
 }
 
 bool Connection::send(const std::string& bytes) {
@@ -152,14 +158,17 @@ TlsServer::~TlsServer() {
   ::close(listener_);
 }
 
-void TlsServer::chooseHttp2() {
+void TlsServer::offerHttp2() {
   ::SSL_CTX_set_alpn_select_cb(
       context_.get(),
-      [](SSL*, const unsigned char** chosen, unsigned char* length, const unsigned char*, unsigned,
-         void*) {
-        *chosen = reinterpret_cast<const unsigned char*>("h2");
-        *length = 2;
-        return SSL_TLSEXT_ERR_OK;
+      [](SSL*, const unsigned char** chosen, unsigned char* size, const unsigned char* offered,
+         unsigned offeredSize, void*) {
+        static constexpr unsigned char kHttp2[] = {2, 'h', '2'};
+        return ::SSL_select_next_proto(const_cast<unsigned char**>(chosen), size, kHttp2,
+                                       sizeof kHttp2, offered,
+                                       offeredSize) == OPENSSL_NPN_NEGOTIATED
+                   ? SSL_TLSEXT_ERR_OK
+                   : SSL_TLSEXT_ERR_NOACK;
       },
       nullptr);
 }
@@ -204,39 +213,6 @@ TlsServer::Handler answering(std::function<std::string(const std::string& reques
     if (!connection.handshake()) return;
     while (const auto request = connection.readRequest()) {
       if (!connection.send(respond(*request))) return;
-    }
-  };
-}
-
-std::string frame(int type, int flags, int stream, const std::string& payload) {
-  const auto byte = [](std::size_t value) { return static_cast<char>(value & 0xff); };
-  const std::size_t size = payload.size();
-  const auto id = static_cast<std::size_t>(stream);
-  return std::string{byte(size >> 16), byte(size >> 8), byte(size),    byte(type), byte(flags),
-                     byte(id >> 24),   byte(id >> 16),  byte(id >> 8), byte(id)} +
-         payload;
-}
-
-TlsServer::Handler answeringHttp2(const std::string& settings,
-                                  std::function<std::string(int stream)> respond) {
-  return [settings, respond = std::move(respond)](Connection& connection) {
-    constexpr std::size_t kPreface = 24;
-    constexpr std::size_t kFrameHead = 9;
-    constexpr char kData = 0;
-    constexpr char kHeaders = 1;
-    constexpr unsigned kEndStream = 1;
-    constexpr char kSettings = 4;
-    if (!connection.handshake() || !connection.read(kPreface)) return;
-    connection.send(frame(kSettings, 0, 0, settings));
-    while (const auto head = connection.read(kFrameHead)) {
-      const auto at = [&head](std::size_t i) { return static_cast<unsigned char>((*head)[i]); };
-      const std::size_t size = at(0) << 16 | at(1) << 8 | at(2);
-      if (!connection.read(size)) return;
-      if ((*head)[3] == kSettings && at(4) == 0) connection.send(frame(kSettings, 1, 0, ""));
-      const bool isRequest = (*head)[3] == kHeaders || (*head)[3] == kData;
-      if (isRequest && (at(4) & kEndStream) != 0) {
-        connection.send(respond(at(5) << 24 | at(6) << 16 | at(7) << 8 | at(8)));
-      }
     }
   };
 }

@@ -37,8 +37,9 @@ class Connection {
   bool handshake();
   // A whole request with its body; absent when the client has gone.
   std::optional<std::string> readRequest();
-  // So many bytes; absent when the client has gone.
-  std::optional<std::string> read(std::size_t size);
+  std::optional<std::string> readExactly(std::size_t size);
+  // Whether more has come, now or very soon.
+  bool hasMore();
   bool send(const std::string& bytes);
   // A byte as it comes over the wire; false when the client has gone.
   bool receiveRawByte();
@@ -65,8 +66,8 @@ class TlsServer {
   TlsServer& operator=(const TlsServer&) = delete;
   ~TlsServer();
 
-  // From the next connection on the server speaks HTTP/2.
-  void chooseHttp2();
+  // Also offers HTTP/2, and takes it when the client does. Before the first connection.
+  void offerHttp2();
   void open();
   int port() const { return port_; }
   std::string url(const std::string& path) const;
@@ -88,13 +89,5 @@ class TlsServer {
 
 // A handler that answers every request with what `respond` makes of it.
 TlsServer::Handler answering(std::function<std::string(const std::string& request)> respond);
-
-// A handler that speaks HTTP/2: it sends the settings, and then for each request what `respond`
-// makes of its stream's number.
-TlsServer::Handler answeringHttp2(const std::string& settings,
-                                  std::function<std::string(int stream)> respond);
-
-// A frame of HTTP/2.
-std::string frame(int type, int flags, int stream, const std::string& payload);
 
 }  // namespace quarnel::test

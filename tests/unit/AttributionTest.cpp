@@ -176,6 +176,39 @@ TEST_F(AttributionTest, CallbacksMayThrowReplaceTheDelegateAndCallAgain) {
   EXPECT_EQ(takeCallbacks(), std::vector<std::string>{"caller 0 Quarnel server data error."});
 }
 
+// The delegate goes away in the midst of its own call; the call holds it.
+TEST_F(AttributionTest, ADelegateLivesAsLongAsItsCall) {
+  platform.setAnswer(ScriptedAnswer::response(200, R"({"a":1})"));
+  auto owned = std::make_shared<QuarnelTrackerDelegate>();
+  std::string told;
+  owned->onConversionDataReceived = [&, text = std::string(64, 't')](const Dictionary&) {
+    platform.tracker().setDelegate(nullptr);
+    owned.reset();
+    told = text;
+  };
+  platform.tracker().loadConversionDataWithDelegate(owned);
+  platform.advance(seconds(1));
+  EXPECT_EQ(told, std::string(64, 't'));
+  EXPECT_EQ(platform.tracker().delegate(), nullptr);
+}
+
+// One that stands for an object that has gone responds to nothing: nothing is fetched for it.
+TEST_F(AttributionTest, NothingIsFetchedForADelegateThatHasGone) {
+  bool isPresent = true;
+  int calls = 0;
+  auto gone = std::make_shared<QuarnelTrackerDelegate>();
+  gone->onConversionDataReceived = [&](const Dictionary&) { ++calls; };
+  gone->isPresent = [&] { return isPresent; };
+  platform.setAnswer(ScriptedAnswer::response(200, R"({"a":1})"));
+  platform.tracker().loadConversionDataWithDelegate(gone);
+  isPresent = false;
+  platform.advance(seconds(1));
+  platform.tracker().loadConversionDataWithDelegate(gone);
+  platform.advance(seconds(1));
+  EXPECT_EQ(platform.requests().size(), 1u);
+  EXPECT_EQ(calls, 0);
+}
+
 TEST_F(AttributionTest, TrackerLogsWhatItIsGivenAsADelegate) {
   platform.tracker().onConversionDataReceived({{"k", 1}});
   EXPECT_EQ(platform.log().size(), 1u) << "only the line of the start";

@@ -221,6 +221,33 @@ TEST_F(CFaceTest, CallbacksBringWhatTheServiceSays) {
   EXPECT_EQ(taken(quarnel_tracker_diagnostics(tracker)).rfind(R"({"accepted":2,"notDue":0,)"), 0u);
 }
 
+// The handle, the tracker and a call in progress share the delegate. The last of them ends it.
+TEST_F(CFaceTest, ADelegateEndsOnceAfterItsLastCall) {
+  struct Delegate {
+    quarnel_tracker* tracker;
+    Calls calls;
+  };
+  Delegate state{tracker, {}};
+  const auto received = [](const char*, void* user) {
+    auto& self = *static_cast<Delegate*>(user);
+    quarnel_tracker_set_delegate(self.tracker, nullptr);
+    self.calls.emplace_back("received");
+  };
+  const auto destroy = [](void* user) {
+    static_cast<Delegate*>(user)->calls.emplace_back("destroyed");
+  };
+  platform.setAnswer(ScriptedAnswer::response(200, "{}"));
+  auto* delegate = quarnel_delegate_create();
+  quarnel_delegate_set_on_conversion_data_received(delegate, received, &state);
+  quarnel_delegate_set_destructor(delegate, destroy, &state);
+  quarnel_tracker_load_conversion_data_with_delegate(tracker, delegate);
+  quarnel_delegate_release(delegate);
+  EXPECT_EQ(state.calls, Calls{});
+  platform.advance(seconds(1));
+  EXPECT_EQ(state.calls, (Calls{"received", "destroyed"}));
+  quarnel_delegate_release(nullptr);
+}
+
 TEST_F(CFaceTest, EnvironmentAndAdClientReachTheReports) {
   auto* environment = quarnel_environment_create();
   auto* client = quarnel_ad_client_create();

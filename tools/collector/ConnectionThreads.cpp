@@ -1,5 +1,7 @@
 #include "ConnectionThreads.h"
 
+#include <exception>
+#include <iostream>
 #include <system_error>
 #include <thread>
 
@@ -24,7 +26,11 @@ void ConnectionThreads::shutdown() {
 }
 
 void ConnectionThreads::run(const std::function<void()>& serve) {
-  serve();
+  try {
+    serve();
+  } catch (const std::exception& failure) {
+    std::cerr << "quarnel-collector: a connection failed: " << failure.what() << std::endl;
+  }
   const std::lock_guard lock(mutex_);
   --running_;
   ended_.notify_all();

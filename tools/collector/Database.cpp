@@ -1,6 +1,7 @@
 #include "Database.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <stdexcept>
 
@@ -22,7 +23,8 @@ void Database::Statement::Closer::operator()(sqlite3_stmt* statement) const {
   sqlite3_finalize(statement);
 }
 
-Database::Database(const std::filesystem::path& file, Access access) {
+Database::Database(const std::filesystem::path& file, Access access)
+    : file_(file.native()), log_(file_ + "-wal") {
   const int flags = access == Access::kReadOnly ? SQLITE_OPEN_READONLY
                                                 : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   sqlite3* database = nullptr;
@@ -30,6 +32,20 @@ Database::Database(const std::filesystem::path& file, Access access) {
   handle_.reset(database);
   if (result != SQLITE_OK) fail(database);
   sqlite3_busy_timeout(database, kPatienceMs);
+  fileIdentity_ = identityOf(file_);
+}
+
+Database::FileIdentity Database::identityOf(const std::string& file) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
+
+bool Database::isInPlace() const {
+  if (identityOf(file_) != fileIdentity_) return false;
+  const FileIdentity log = identityOf(log_);
+  if (logIdentity_ == FileIdentity()) logIdentity_ = log;
+  return log == logIdentity_;
 }
 
 void Database::execute(const char* sql) {

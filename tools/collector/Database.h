@@ -52,6 +52,10 @@ class Database {
     std::unique_ptr<sqlite3_stmt, Closer> handle_;
   };
 
+  // False once the file, or its log of writes, was deleted or replaced by somebody else: what is
+  // written then is lost, though every operation succeeds.
+  bool isInPlace() const;
+
   void execute(const char* sql);
   Statement prepare(const std::string& sql);
   std::int64_t lastInsertedRow() const;
@@ -61,6 +65,19 @@ class Database {
     void operator()(sqlite3* database) const;
   };
 
+  // Tells a file from another one of the same name.
+  struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t node = 0;
+
+    bool operator==(const FileIdentity&) const = default;
+  };
+  static FileIdentity identityOf(const std::string& file);
+
+  const std::string file_;
+  const std::string log_;
+  FileIdentity fileIdentity_;
+  mutable FileIdentity logIdentity_;  // None until the first write.
   std::unique_ptr<sqlite3, Closer> handle_;
 };
 

@@ -9,6 +9,7 @@ namespace collector {
 const char* const kUsage =
     "usage: quarnel-collector --port PORT --dev-key KEY [--web-port PORT] [--state DIR]\n"
     "                         [--jsonl | --summary] [--conversion FILE] [--receipts FILE]\n"
+    "                         [--expect FILE [--within SECONDS]]\n"
     "  --port PORT    listen on this port of the loopback interface; 0 picks a free one\n"
     "  --dev-key KEY  the developer key of the applications that report\n"
     "  --web-port PORT\n"
@@ -21,6 +22,11 @@ const char* const kUsage =
     "  --receipts FILE\n"
     "                 a JSON object of the receipts to accept: Base64 or \"*\" to an array of\n"
     "                 transaction identifiers\n"
+    "  --expect FILE  at the end compare what arrived with this list, one JSON object a line, "
+    "print\n"
+    "                 the differences on standard error, and exit with 3 if there are any\n"
+    "  --within SECONDS\n"
+    "                 end by itself when all of it has arrived, or after this time\n"
     "  --jsonl        print one JSON object a line\n"
     "  --summary      print a table of all that was received in this run at its end\n";
 
@@ -57,6 +63,7 @@ class Parser {
     if (options_.jsonLines && options_.summary) {
       return fail("--jsonl and --summary exclude each other");
     }
+    if (options_.withinSeconds > 0 && !options_.expect) return fail("--within needs --expect");
     if (options_.state.empty()) {
       auto state = defaultState();
       if (!state) return fail("--state is needed, for HOME is not set");
@@ -71,7 +78,8 @@ class Parser {
     if (name == "--summary") return options_.summary = true;
     if (name == "--help" || name == "-h") return options_.help = true;
     if (name != "--port" && name != "--dev-key" && name != "--web-port" && name != "--state" &&
-        name != "--conversion" && name != "--receipts") {
+        name != "--conversion" && name != "--receipts" && name != "--expect" &&
+        name != "--within") {
       fail("unknown argument " + std::string(name));
       return false;
     }
@@ -100,6 +108,17 @@ class Parser {
     if (name == "--conversion") {
       options_.conversion = value;
       return true;
+    }
+    if (name == "--expect") {
+      options_.expect = value;
+      return true;
+    }
+    if (name == "--within") {
+      const char* const end = value.data() + value.size();
+      const auto [rest, failure] = std::from_chars(value.data(), end, options_.withinSeconds);
+      const bool isTime = failure == std::errc() && rest == end && options_.withinSeconds > 0;
+      if (!isTime) fail("--within must be a number of seconds");
+      return isTime;
     }
     if (name == "--receipts") {
       options_.receipts = value;

@@ -14,6 +14,8 @@ struct Options {
   std::filesystem::path state;
   std::optional<std::filesystem::path> conversion;
   std::optional<std::filesystem::path> receipts;
+  std::optional<std::filesystem::path> expect;
+  int withinSeconds = 0;  // 0 waits for a signal.
   bool jsonLines = false;
   bool summary = false;
   bool help = false;

@@ -51,6 +51,8 @@ Parameters parametersOf(std::string_view query) { return split(query, percentDec
 
 Parameters plainParametersOf(std::string_view body) { return split(body, validUtf8); }
 
+std::string decodedText(std::string_view text) { return percentDecoded(text); }
+
 std::string jsonObject(const Parameters& parameters) {
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);

@@ -16,6 +16,9 @@ Parameters parametersOf(std::string_view query);
 // The same of a body in which nothing is escaped.
 Parameters plainParametersOf(std::string_view body);
 
+// A text with its percent escapes undone, valid UTF-8.
+std::string decodedText(std::string_view text);
+
 // The same as one line of JSON.
 std::string jsonObject(const Parameters& parameters);
 

@@ -64,10 +64,10 @@ std::string gist(Kind kind, const std::string& json) {
 
 class TextPrinter : public Printer {
  public:
-  void listening(int port, int webPort, const std::filesystem::path& ca) override {
-    writeLine("quarnel-collector listens on https://localhost:" + std::to_string(port));
-    writeLine("inspector http://127.0.0.1:" + std::to_string(webPort) + "/");
-    writeLine("authority to trust: " + printable(ca.native(), 4096));
+  void listening(const Addresses& addresses) override {
+    writeLine("quarnel-collector listens on https://localhost:" + std::to_string(addresses.port));
+    writeLine("inspector " + addresses.inspector());
+    writeLine("authority to trust: " + printable(addresses.authority.native(), 4096));
   }
 
   void report(const ReceivedReport& report, const Problems& problems) override {
@@ -114,12 +114,13 @@ class TextPrinter : public Printer {
 
 class JsonPrinter : public Printer {
  public:
-  void listening(int port, int webPort, const std::filesystem::path& ca) override {
+  void listening(const Addresses& addresses) override {
     Line line;
     line.writer.Key("listening");
-    line.writer.Int(port);
-    line.text("inspector", "http://127.0.0.1:" + std::to_string(webPort) + "/");
-    line.text("ca", ca.native());
+    line.writer.Int(addresses.port);
+    line.text("inspector", addresses.inspector());
+    line.text("token", addresses.token);
+    line.text("ca", addresses.authority.native());
     line.print();
   }
 
@@ -207,7 +208,8 @@ void printSummary(RequestStore& store) {
   // The three counters are those of launches, sessions and in-app events.
   writeLine(tableRow("KIND", "EVENT", "COUNTERS", "VALUE", "DEVICE"));
   std::size_t count = 0;
-  store.visitOwn([&](Kind kind, const std::string& json, const std::string& error) {
+  store.visitOwn([&](const RequestStore::Own& own) {
+    const auto& [id, kind, json, error, query, isDropped] = own;
     ++count;
     if (kind == Kind::kUndecodable) {
       writeLine(tableRow(nameOf(kind), "", "", error, ""));
@@ -219,10 +221,11 @@ void printSummary(RequestStore& store) {
     }
     const JsonFields fields(json);
     // A launch has no value, but may have been brought about by a link.
-    writeLine(tableRow(nameOf(kind), fields.text("event"), countersOf(fields),
-                       fields.text(kind == Kind::kLaunch ? "qn_deeplink" : "eventvalue"),
-                       fields.text("platform") + ", " + fields.text("systemname") + " " +
-                           fields.text("systemversion") + ", " + fields.text("currentLanguage")));
+    writeLine(tableRow(
+        nameOf(kind), fields.text("event"), countersOf(fields),
+        kind == Kind::kLaunch ? fields.text("qn_deeplink") : decodedText(fields.text("eventvalue")),
+        fields.text("platform") + ", " + fields.text("systemname") + " " +
+            fields.text("systemversion") + ", " + fields.text("currentLanguage")));
   });
   writeLine(std::to_string(count) + (count == 1 ? " report" : " reports"));
 }

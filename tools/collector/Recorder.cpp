@@ -21,12 +21,12 @@ Answer Recorder::record(const ReceivedReport& report, Answer answer) {
   Problems problems = check_.check(report);
   try {
     store_.add(report, summarize(report), problems, answer);
-    feed_.arrived();
   } catch (const std::exception& failure) {
     std::cerr << "quarnel-collector: a request was not kept: " << failure.what() << std::endl;
     answer.status = 500;
     answer.json = R"({"status":"not kept"})";
   }
+  feed_.arrived();  // Also of trouble.
   printer_.report(report, problems);
   return answer;
 }

@@ -1,8 +1,10 @@
 #include "RequestStore.h"
 
 #include <algorithm>
+#include <iostream>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "JsonText.h"
 #include "Text.h"
@@ -93,29 +95,10 @@ std::optional<std::string_view> unlessEmpty(const std::string& text) {
   return text.empty() ? std::nullopt : std::optional<std::string_view>(text);
 }
 
-}  // namespace
-
-RequestStore::RequestStore(const std::filesystem::path& file) : database_(file) {
-  database_.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
-  prepareTables();
-  database_.execute("INSERT INTO run (started) VALUES (unixepoch())");
-  run_ = database_.lastInsertedRow();
-  auto totals = database_.prepare("SELECT ifnull(max(id), 0), count(*) FROM request");
-  if (totals.step()) totals_ = {totals.integer(0), totals.integer(1)};
-  insert_ = database_.prepare(
-      "INSERT INTO request (run, received_ms, kind, installation, event, launches, events, "
-      "sessions, cached_seconds, built_at, status, size, errors, warnings, method, host, path, "
-      "query, headers, problems, error, answer, body, report) "
-      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  earlier_ = database_.prepare(
-      "SELECT launches, events, sessions FROM request WHERE installation = ? AND built_at < ? AND "
-      "cached_seconds IS NULL ORDER BY built_at DESC LIMIT 1");
-}
-
 // In one transaction, for another collector may start in the same folder.
-void RequestStore::prepareTables() {
-  database_.execute("BEGIN IMMEDIATE");
-  auto query = database_.prepare(
+void prepareTables(Database& database) {
+  database.execute("BEGIN IMMEDIATE");
+  auto query = database.prepare(
       "SELECT user_version, EXISTS (SELECT 1 FROM sqlite_schema WHERE name = 'request') "
       "FROM pragma_user_version");
   query.step();
@@ -125,15 +108,78 @@ void RequestStore::prepareTables() {
   if (layout > kLayout) {
     throw std::runtime_error("a newer version made the database of reports; use another --state");
   }
-  if (isFirstLayout) database_.execute(kSetFirstLayoutAside);
-  database_.execute(kTables);
-  if (isFirstLayout) database_.execute(kCopyFirstLayout);
-  database_.execute(("PRAGMA user_version = " + std::to_string(kLayout)).c_str());
-  database_.execute("COMMIT");
+  if (isFirstLayout) database.execute(kSetFirstLayoutAside);
+  database.execute(kTables);
+  if (isFirstLayout) database.execute(kCopyFirstLayout);
+  database.execute(("PRAGMA user_version = " + std::to_string(kLayout)).c_str());
+  database.execute("COMMIT");
+}
+
+}  // namespace
+
+RequestStore::RequestStore(const std::filesystem::path& file) : file_(file) { open(); }
+
+void RequestStore::open() {
+  auto opened = std::make_unique<Connection>(Connection{Database(file_), {}, {}, 0});
+  Database& database = opened->database;
+  database.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+  prepareTables(database);
+  database.execute("INSERT INTO run (started) VALUES (unixepoch())");
+  opened->run = database.lastInsertedRow();
+  auto totals = database.prepare("SELECT ifnull(max(id), 0), count(*) FROM request");
+  if (totals.step()) totals_ = {totals.integer(0), totals.integer(1), totals_.trouble};
+  opened->insert = database.prepare(
+      "INSERT INTO request (run, received_ms, kind, installation, event, launches, events, "
+      "sessions, cached_seconds, built_at, status, size, errors, warnings, method, host, path, "
+      "query, headers, problems, error, answer, body, report) "
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+  opened->earlier = database.prepare(
+      "SELECT launches, events, sessions FROM request WHERE installation = ? AND built_at < ? AND "
+      "cached_seconds IS NULL ORDER BY built_at DESC LIMIT 1");
+  connection_ = std::move(opened);
+}
+
+bool RequestStore::reopenIfReplaced() {
+  const std::lock_guard lock(mutex_);
+  return reopen();
+}
+
+bool RequestStore::reopen() {
+  if (connection_ && connection_->database.isInPlace()) return false;
+  connection_.reset();
+  try {
+    open();
+  } catch (const std::exception& failure) {
+    totals_ = {0, 0, "Requests are not kept: " + std::string(failure.what())};
+    return true;
+  }
+  totals_.trouble = "The database of requests was deleted or replaced while the collector ran.";
+  std::cerr << "quarnel-collector: " << file_.native() << " was deleted or replaced" << std::endl;
+  return true;
+}
+
+RequestStore::Connection& RequestStore::connection() {
+  if (!connection_) throw std::runtime_error(totals_.trouble);
+  return *connection_;
 }
 
 void RequestStore::add(const ReceivedReport& report, const ReportSummary& summary,
                        Problems& problems, const Answer& answer) {
+  const std::lock_guard lock(mutex_);
+  reopen();
+  try {
+    if (const auto earlier = earlierThan(summary)) checkCounters(*earlier, summary, problems);
+    insert(report, summary, problems, answer);
+    totals_.newest = connection().database.lastInsertedRow();
+    ++totals_.count;
+  } catch (const std::exception& failure) {
+    if (connection_) totals_.trouble = "Requests are not kept: " + std::string(failure.what());
+    throw;
+  }
+}
+
+void RequestStore::insert(const ReceivedReport& report, const ReportSummary& summary,
+                          const Problems& problems, const Answer& answer) {
   const ReceivedRequest& request = report.request;
   const std::string headers = headersJson(request);
   const std::string host = validUtf8(request.host);
@@ -142,28 +188,25 @@ void RequestStore::add(const ReceivedReport& report, const ReportSummary& summar
   const std::string_view kind = nameOf(report.kind);
   const auto received =
       std::chrono::duration_cast<std::chrono::milliseconds>(request.time.time_since_epoch());
-
-  const std::lock_guard lock(mutex_);
-  if (const auto earlier = earlierThan(summary)) checkCounters(*earlier, summary, problems);
+  Database::Statement& insert = connection().insert;
   const std::int64_t errors = std::count_if(
       problems.begin(), problems.end(),
       [](const Problem& problem) { return problem.severity == Problem::Severity::kError; });
   const std::string problemList = problemsJson(problems);
-  insert_.bind(1, run_).bind(2, std::int64_t{received.count()}).bind(3, kind);
-  insert_.bind(4, unlessEmpty(summary.installation)).bind(5, unlessEmpty(summary.event));
-  insert_.bind(6, summary.launches).bind(7, summary.events).bind(8, summary.sessions);
-  insert_.bind(9, summary.cachedSeconds).bind(10, summary.builtAt);
-  insert_.bind(11, std::int64_t{answer.drop ? 0 : answer.status});
-  insert_.bind(12, static_cast<std::int64_t>(request.body.size()));
-  insert_.bind(13, errors).bind(14, static_cast<std::int64_t>(problems.size()) - errors);
-  insert_.bind(15, std::string_view(request.method)).bind(16, std::string_view(host));
-  insert_.bind(17, std::string_view(path)).bind(18, std::string_view(query));
-  insert_.bind(19, std::string_view(headers)).bind(20, std::string_view(problemList));
-  insert_.bind(21, unlessEmpty(report.error));
-  insert_.bind(22, answer.drop ? std::string_view("") : std::string_view(answer.json));
-  insert_.bindBlob(23, request.body).bind(24, unlessEmpty(report.json));
-  insert_.run();
-  totals_ = {database_.lastInsertedRow(), totals_.count + 1};
+  insert.bind(1, connection().run).bind(2, std::int64_t{received.count()}).bind(3, kind);
+  insert.bind(4, unlessEmpty(summary.installation)).bind(5, unlessEmpty(summary.event));
+  insert.bind(6, summary.launches).bind(7, summary.events).bind(8, summary.sessions);
+  insert.bind(9, summary.cachedSeconds).bind(10, summary.builtAt);
+  insert.bind(11, std::int64_t{answer.drop ? 0 : answer.status});
+  insert.bind(12, static_cast<std::int64_t>(request.body.size()));
+  insert.bind(13, errors).bind(14, static_cast<std::int64_t>(problems.size()) - errors);
+  insert.bind(15, std::string_view(request.method)).bind(16, std::string_view(host));
+  insert.bind(17, std::string_view(path)).bind(18, std::string_view(query));
+  insert.bind(19, std::string_view(headers)).bind(20, std::string_view(problemList));
+  insert.bind(21, unlessEmpty(report.error));
+  insert.bind(22, answer.drop ? std::string_view("") : std::string_view(answer.json));
+  insert.bindBlob(23, request.body).bind(24, unlessEmpty(report.json));
+  insert.run();
 }
 
 // By the time at which the reports were made, for they may overtake each other on their way. A
@@ -172,21 +215,23 @@ std::optional<ReportSummary> RequestStore::earlierThan(const ReportSummary& summ
   if (!summary.builtAt || summary.cachedSeconds || summary.installation.empty()) {
     return std::nullopt;
   }
-  earlier_.bind(1, std::string_view(summary.installation)).bind(2, *summary.builtAt);
+  Database::Statement& earlier = connection().earlier;
+  earlier.bind(1, std::string_view(summary.installation)).bind(2, *summary.builtAt);
   std::optional<ReportSummary> found;
-  if (earlier_.step()) {
+  if (earlier.step()) {
     found.emplace();
-    if (!earlier_.isNull(0)) found->launches = earlier_.integer(0);
-    if (!earlier_.isNull(1)) found->events = earlier_.integer(1);
-    if (!earlier_.isNull(2)) found->sessions = earlier_.integer(2);
+    if (!earlier.isNull(0)) found->launches = earlier.integer(0);
+    if (!earlier.isNull(1)) found->events = earlier.integer(1);
+    if (!earlier.isNull(2)) found->sessions = earlier.integer(2);
   }
-  earlier_.reset();
+  earlier.reset();
   return found;
 }
 
 void RequestStore::clear() {
   const std::lock_guard lock(mutex_);
-  database_.execute("DELETE FROM request");
+  reopen();
+  connection().database.execute("DELETE FROM request");
   totals_ = {};
 }
 
@@ -195,15 +240,23 @@ RequestStore::Totals RequestStore::totals() const {
   return totals_;
 }
 
-void RequestStore::visitOwn(
-    const std::function<void(Kind, const std::string&, const std::string&)>& visitor) {
+void RequestStore::visitOwn(const std::function<void(const Own&)>& visitor) {
   const std::lock_guard lock(mutex_);
-  auto select =
-      database_.prepare("SELECT kind, report, error FROM request WHERE run = ? ORDER BY id");
-  select.bind(1, run_);
+  auto select = connection().database.prepare(
+      "SELECT id, kind, report, error, query, status FROM request WHERE run = ? ORDER BY id");
+  select.bind(1, connection().run);
   while (select.step()) {
-    visitor(kindOf(select.text(0)), std::string(select.text(1)), std::string(select.text(2)));
+    visitor({select.integer(0), kindOf(select.text(1)), std::string(select.text(2)),
+             std::string(select.text(3)), std::string(select.text(4)), select.integer(5) == 0});
   }
+}
+
+Comparison compareOwn(RequestStore& store, const std::vector<Expectation>& expectations) {
+  std::vector<Delivered> delivered;
+  store.visitOwn([&](const RequestStore::Own& own) {
+    if (!own.isDropped) delivered.push_back({own.id, own.kind, own.json, own.query});
+  });
+  return compare(expectations, delivered);
 }
 
 }  // namespace collector

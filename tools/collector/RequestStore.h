@@ -4,10 +4,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "Database.h"
+#include "Expectations.h"
 #include "ReceivedRequest.h"
 #include "inspector/ReportSummary.h"
 #include "inspector/WireCheck.h"
@@ -31,23 +35,48 @@ class RequestStore {
   struct Totals {
     std::int64_t newest = 0;  // Identifies the request that was added last; 0 when there is none.
     std::int64_t count = 0;
+    std::string trouble;  // Why requests are not kept, or were lost; empty when all is well.
   };
   Totals totals() const;
 
-  // Visits what this process has added, in the order of arrival.
-  void visitOwn(
-      const std::function<void(Kind, const std::string& json, const std::string& error)>& visitor);
+  // Begins a new database when somebody deleted or replaced the file. True when it did; never
+  // throws, but tells of the trouble.
+  bool reopenIfReplaced();
+
+  struct Own {
+    std::int64_t id = 0;
+    Kind kind = Kind::kUndecodable;
+    std::string json;
+    std::string error;
+    std::string query;
+    bool isDropped = false;
+  };
+  // Visits what this process has added, in the order of arrival. Throws std::runtime_error.
+  void visitOwn(const std::function<void(const Own&)>& visitor);
 
  private:
-  void prepareTables();
+  // The database, and what is prepared in it.
+  struct Connection {
+    Database database;
+    Database::Statement insert;
+    Database::Statement earlier;
+    std::int64_t run = 0;  // Tells this process's reports from those of others in the same folder.
+  };
+
+  void open();
+  bool reopen();
+  Connection& connection();
+  void insert(const ReceivedReport& report, const ReportSummary& summary, const Problems& problems,
+              const Answer& answer);
   std::optional<ReportSummary> earlierThan(const ReportSummary& summary);
 
+  const std::filesystem::path file_;
   mutable std::mutex mutex_;
-  Database database_;
-  Database::Statement insert_;
-  Database::Statement earlier_;
+  std::unique_ptr<Connection> connection_;
   Totals totals_;
-  std::int64_t run_ = 0;  // Tells this process's reports from those of others in the same folder.
 };
+
+// Compares what this process has received with what was expected. Throws std::runtime_error.
+Comparison compareOwn(RequestStore& store, const std::vector<Expectation>& expectations);
 
 }  // namespace collector

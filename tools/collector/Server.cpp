@@ -3,6 +3,7 @@
 #include <httplib.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <iostream>
@@ -21,6 +22,13 @@ constexpr std::size_t kMaximalBody = std::size_t{64} << 20;
 constexpr std::chrono::seconds kClientTimeout{60};
 constexpr std::size_t kMostConnections = 4096;
 constexpr std::size_t kRequestsPerConnection = 1'000'000;
+
+// How long the end waits for answers that are being written.
+constexpr std::chrono::seconds kEndTime{2};
+
+thread_local bool isAnswering = false;
+
+using HandlerResponse = httplib::Server::HandlerResponse;
 
 // Marks the answers of endpoints, whatever their status.
 constexpr const char* kTaken = "X-Collector";
@@ -80,9 +88,21 @@ class Server::Implementation {
       setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
       listener_ = socket;
     });
-    http_.set_logger([refusal](const httplib::Request& request, const httplib::Response& response) {
-      if (!response.has_header(kTaken)) refusal(received(request), response.status);
+    http_.set_pre_routing_handler([](const httplib::Request&, httplib::Response& response) {
+      OpenConnections::headIsRead();
+      if (!OpenConnections::isThisThreadsClosed()) return HandlerResponse::Unhandled;
+      response.status = 400;
+      return HandlerResponse::Handled;
     });
+    http_.set_logger(
+        [this, refusal](const httplib::Request& request, const httplib::Response& response) {
+          OpenConnections::requestIsRead();
+          endAnswer();
+          if (response.has_header(kTaken) || OpenConnections::isThisThreadsClosed()) return;
+          refusal(received(request), response.status);
+          // The rest of what was refused must not be taken for a request.
+          OpenConnections::closeThisThreads();
+        });
     http_.set_exception_handler(
         [](const auto&, httplib::Response& response, std::exception_ptr exception) {
           response.status = 500;
@@ -101,14 +121,27 @@ class Server::Implementation {
                                      const httplib::ContentReader& reader) {
       ReceivedRequest incoming = received(request);
       if (!readBody(request, reader, incoming.body)) return;
+      beginAnswer();
       respond(response, handler(std::move(incoming)));
     });
   }
 
   void get(const std::string& path, Handler handler) {
     http_.Get(path, [this, handler](const httplib::Request& request, httplib::Response& response) {
+      beginAnswer();
       respond(response, handler(received(request)));
     });
+  }
+
+  // What was taken is answered, also at the end.
+  void beginAnswer() {
+    isAnswering = true;
+    ++answering_;
+  }
+
+  void endAnswer() {
+    if (isAnswering) --answering_;
+    isAnswering = false;
   }
 
   void respond(httplib::Response& response, const Answer& answer) {
@@ -138,12 +171,18 @@ class Server::Implementation {
   void stop() {
     if (!thread_.joinable()) return;
     http_.stop();
+    connections_.endDelays();
+    const auto deadline = std::chrono::steady_clock::now() + kEndTime;
+    while (answering_ > 0 && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     connections_.endInput();
     thread_.join();
   }
 
  private:
   OpenConnections connections_;
+  std::atomic<int> answering_ = 0;
   httplib::SSLServer http_;
   socket_t listener_ = INVALID_SOCKET;
   std::thread thread_;

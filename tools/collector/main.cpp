@@ -1,12 +1,18 @@
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <iostream>
+#include <sstream>
+#include <stdexcept>
 
 #include "Certificates.h"
 #include "ConversionEndpoint.h"
+#include "Expectations.h"
 #include "Options.h"
 #include "Printer.h"
 #include "Recorder.h"
@@ -16,10 +22,13 @@
 #include "StatisticsEndpoint.h"
 #include "ValidationEndpoint.h"
 #include "inspector/InspectorServer.h"
+#include "inspector/PageGuard.h"
 
 namespace {
 
 using namespace collector;  // NOLINT(google-build-using-namespace): this is the collector's main.
+
+constexpr int kDiffers = 3;  // The exit status when something else arrived than was expected.
 
 // Signals that end the collector are waited for, so every thread has to keep them blocked.
 sigset_t blockEndingSignals() {
@@ -35,7 +44,36 @@ sigset_t blockEndingSignals() {
   return signals;
 }
 
-void run(const Options& options, const sigset_t& endingSignals) {
+// What the collector was told to expect.
+std::optional<std::vector<Expectation>> expectationsOf(const Options& options) {
+  if (!options.expect) return std::nullopt;
+  std::ifstream file(*options.expect, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  std::string error = file ? "" : "cannot be read";
+  auto expectations = readExpectations(text.str(), error);
+  if (!error.empty()) throw std::runtime_error(options.expect->native() + ": " + error);
+  return expectations;
+}
+
+// Returns at a signal, or when there is nothing more to wait for.
+void waitForEnd(const Options& options, const sigset_t& endingSignals,
+                const std::function<bool()>& isMet) {
+  if (options.withinSeconds == 0) {
+    int signal = 0;
+    sigwait(&endingSignals, &signal);
+    return;
+  }
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::seconds(options.withinSeconds);
+  constexpr timespec kGlance{0, 100'000'000};
+  while (std::chrono::steady_clock::now() < deadline && !isMet()) {
+    if (sigtimedwait(&endingSignals, nullptr, &kGlance) > 0) return;
+  }
+}
+
+int run(const Options& options, const sigset_t& endingSignals) {
+  const auto expectations = expectationsOf(options);
   std::filesystem::create_directories(options.state);
   const std::filesystem::path state = std::filesystem::canonical(options.state);
   const Certificates certificates(state);
@@ -62,15 +100,21 @@ void run(const Options& options, const sigset_t& endingSignals) {
   server.get(ConversionEndpoint::kPath, handledBy(conversions));
   server.post(ValidationEndpoint::kPath, handledBy(validations));
 
-  InspectorServer inspector(store, reader, controls, feed);
   const int port = server.start(options.port);
-  printer->listening(port, inspector.start(options.webPort), certificates.authority());
+  const std::string token = makeToken();
+  const ConnectionFacts facts{port, options.developerKey, certificates.authority()};
+  InspectorServer inspector(token, facts, store, reader, controls, feed);
+  printer->listening({port, inspector.start(options.webPort), token, certificates.authority()});
 
-  int signal = 0;
-  sigwait(&endingSignals, &signal);
+  const auto comparison = [&] { return compareOwn(store, *expectations); };
+  waitForEnd(options, endingSignals, [&] { return comparison().isMet; });
   inspector.stop();
   server.stop();
   if (options.summary) printSummary(store);
+  if (!expectations) return 0;
+  const Comparison outcome = comparison();
+  std::cerr << outcome.text << std::flush;
+  return outcome.isMet ? 0 : kDiffers;
 }
 
 }  // namespace
@@ -90,10 +134,9 @@ int main(int argc, char** argv) {
   umask(077);
   const sigset_t endingSignals = blockEndingSignals();
   try {
-    run(*options, endingSignals);
+    return run(*options, endingSignals);
   } catch (const std::exception& failure) {
     std::cerr << "quarnel-collector: " << failure.what() << std::endl;
     return 1;
   }
-  return 0;
 }

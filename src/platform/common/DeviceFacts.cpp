@@ -37,6 +37,7 @@ bool overrideDeviceFact(DeviceFacts& facts, std::string_view field,
     return true;
   }
   if (field == "multitasking") {
+    if (value && value != "true" && value != "false") return false;
     facts.isMultitaskingSupported = value == "true";
     return true;
   }

@@ -31,6 +31,8 @@ void HostEnvironment::setCertificateAuthorityFile(std::string path) {
   options_->certificateAuthorityFile = std::move(path);
 }
 
+void HostEnvironment::setUsesProxyVariables(bool uses) { options_->usesProxyVariables = uses; }
+
 void HostEnvironment::setReceiptFile(std::string path) {
   options_->bundle.appStoreReceiptPath = std::move(path);
 }
@@ -50,6 +52,7 @@ void HostEnvironment::setBundle(std::optional<std::string> version,
 
 bool HostEnvironment::setDeviceFact(std::string_view field, std::optional<std::string> value) {
   if (field == "wifi") {
+    if (value && value != "true" && value != "false") return false;
     options_->wifi = value ? std::optional(*value == "true") : std::nullopt;
     return true;
   }
@@ -79,8 +82,6 @@ void HostEnvironment::setAdvertisingIdentifierProvider(
 void HostEnvironment::setAdClientProvider(std::function<std::shared_ptr<AdClient>()> provider) {
   options_->adClient = std::move(provider);
 }
-
-void HostEnvironment::setUsesProxyEnvironment(bool uses) { options_->usesProxyEnvironment = uses; }
 
 void HostEnvironment::setCloudIdentityProvider(std::function<bool()> provider) {
   options_->hasCloudIdentity = std::move(provider);

@@ -5,15 +5,14 @@
 namespace quarnel {
 namespace {
 
-// Far beyond any sensible wait, and far from overflowing the clock, as any negative one must be.
-constexpr std::chrono::milliseconds kNoWait{0};
+// Far beyond any sensible wait, and far from overflowing the clock.
 constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(24 * 365);
 
 }  // namespace
 
 bool PendingWork::waitUntilNone(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
-  return none_.wait_for(lock, std::clamp(timeout, kNoWait, kLongestWait),
+  return none_.wait_for(lock, std::clamp(timeout, std::chrono::milliseconds::zero(), kLongestWait),
                         [this] { return count_ == 0; });
 }
 

@@ -85,7 +85,7 @@ LinuxPlatform::LinuxPlatform(const HostOptions& options, const ApplicationDirect
                     *adapterLog_),
       mirroredKeychain_(makeMirroredKeychain(options, keychainFile_, dispatcher_)),
       engine_(std::make_shared<CurlEngine>(
-          HttpRoute{options.certificateAuthorityFile, options.usesProxyEnvironment}, pending_)),
+          HttpSettings{options.certificateAuthorityFile, options.usesProxyVariables}, pending_)),
       network_(engine_, dispatcher_) {}
 
 LinuxPlatform::~LinuxPlatform() {

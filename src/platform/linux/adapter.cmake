@@ -13,12 +13,19 @@ endif()
 # What it is linked with, and how users of a static library find the same: the arguments of
 # find_dependency(), and names for pkg-config with what they leave out.
 find_package(CURL REQUIRED)
-find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
+find_package(OpenSSL REQUIRED COMPONENTS SSL Crypto)
 find_package(SQLite3 REQUIRED)
 set(quarnel_adapter_libraries CURL::libcurl OpenSSL::SSL OpenSSL::Crypto SQLite::SQLite3)
-set(quarnel_adapter_packages "CURL" "OpenSSL COMPONENTS Crypto SSL" "SQLite3")
+set(quarnel_adapter_packages "CURL" "OpenSSL COMPONENTS SSL Crypto" "SQLite3")
 set(quarnel_adapter_pkgconfig "libcurl libssl libcrypto sqlite3")
 set(quarnel_adapter_pkgconfig_libs "-lstdc++ -lpthread -ldl")
+
+# Where the system's time_t and file sizes have 32 bits by default, the library's have 64: dates must
+# not end in 2038.
+set(quarnel_adapter_definitions "")
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(quarnel_adapter_definitions _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
 
 # How a shared library is linked.
 include(CheckLinkerFlag)

@@ -6,6 +6,11 @@
 #endif
 
 #include <chrono>
+#include <string>
+
+#ifdef USES_TITLES
+std::string quoted(std::string title);
+#endif
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
@@ -33,6 +38,9 @@ int main(int argc, char** argv) {
   auto& tracker = quarnel::QuarnelTracker::sharedTracker();
   tracker.setQuarnelDevKey("consumer-key");
   tracker.setAppleAppID("123456789");
+#ifdef USES_TITLES
+  tracker.setCustomerUserID(quoted("viewer"));
+#endif
   tracker.trackAppLaunch();
   const bool drained = tracker.drain(std::chrono::seconds(20));
   return drained && tracker.diagnostics().delivered == 1 ? 0 : 1;

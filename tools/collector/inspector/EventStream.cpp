@@ -7,6 +7,9 @@
 #include <string>
 #include <thread>
 
+#include "JsonText.h"
+#include "Text.h"
+
 namespace collector {
 namespace {
 
@@ -48,8 +51,17 @@ class EventStream {
  private:
   std::string arrival() const {
     const RequestStore::Totals totals = store_.totals();
-    return event("arrived", "{\"newest\":" + std::to_string(totals.newest) +
-                                ",\"count\":" + std::to_string(totals.count) + "}");
+    rapidjson::StringBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    writer.Key("newest");
+    writer.Int64(totals.newest);
+    writer.Key("count");
+    writer.Int64(totals.count);
+    writer.Key("trouble");
+    totals.trouble.empty() ? writer.Null() : (writeText(writer, validUtf8(totals.trouble)), true);
+    writer.EndObject();
+    return event("arrived", std::string(view(buffer)));
   }
 
   LiveFeed& feed_;

@@ -2,10 +2,9 @@
 
 #include <httplib.h>
 
-#include <array>
-#include <atomic>
 #include <charconv>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -15,20 +14,17 @@
 #include "Parameters.h"
 #include "Text.h"
 #include "inspector/EventStream.h"
+#include "inspector/OneRequestServer.h"
+#include "inspector/PageGuard.h"
 #include "inspector/WebAssets.h"
 
 namespace collector {
 namespace {
 
-constexpr std::size_t kMaximalBody = std::size_t{4} << 20;
 constexpr int kLongestPage = 500;
 constexpr std::size_t kMostKinds = 7;
-// Streams, and what pages ask for besides.
-constexpr std::size_t kMostConnections = EventStreams::kMostStreams + 32;
-// The end waits for who is slow to ask, or to take an answer.
-constexpr std::chrono::seconds kKeepAlive{1};
-constexpr std::chrono::seconds kReadTimeout{2};
-constexpr std::chrono::seconds kWriteTimeout{5};
+// More than a browser opens for pages of other sites, so that these do not keep out the own page.
+constexpr std::size_t kMostConnections = 1024;
 constexpr const char* kJson = "application/json";
 
 constexpr const char* kContentSecurityPolicy =
@@ -91,17 +87,17 @@ std::optional<Query> queryOf(const httplib::Request& request, httplib::Response&
 
 class InspectorServer::Implementation {
  public:
-  Implementation(RequestStore& store, RequestReader& reader, Controls& controls, LiveFeed& feed)
+  Implementation(std::string token, ConnectionFacts facts, RequestStore& store,
+                 RequestReader& reader, Controls& controls, LiveFeed& feed)
       : store_(store),
         reader_(reader),
         controls_(controls),
         feed_(feed),
-        streams_(feed, store, controls) {
+        streams_(feed, store, controls),
+        token_(std::move(token)),
+        facts_(std::move(facts)) {
     http_.new_task_queue = [] { return new ConnectionThreads(kMostConnections); };
-    http_.set_payload_max_length(kMaximalBody);
-    http_.set_keep_alive_timeout(kKeepAlive.count());
-    http_.set_read_timeout(kReadTimeout);
-    http_.set_write_timeout(kWriteTimeout);
+    http_.set_payload_max_length(OneRequestServer::kMaximalBody);
     http_.set_tcp_nodelay(true);
     http_.set_default_headers({{"Content-Security-Policy", kContentSecurityPolicy},
                                {"X-Content-Type-Options", "nosniff"},
@@ -126,21 +122,23 @@ class InspectorServer::Implementation {
     addAssets();
     addRequests();
     addControls();
+    addHelp();
   }
 
   ~Implementation() { stop(); }
 
   int start(int port) {
     const char* loopback = "127.0.0.1";
-    port_ = port == 0 ? http_.bind_to_any_port(loopback)
-                      : (http_.bind_to_port(loopback, port) ? port : -1);
-    if (port_ < 0) {
+    const int bound = port == 0 ? http_.bind_to_any_port(loopback)
+                                : (http_.bind_to_port(loopback, port) ? port : -1);
+    if (bound < 0) {
       throw std::runtime_error("cannot listen on web port " + std::to_string(port) + ": " +
                                std::generic_category().message(errno));
     }
+    guard_.emplace(token_, bound);
     thread_ = std::thread([this] { http_.listen_after_bind(); });
     while (!http_.is_running()) std::this_thread::yield();
-    return port_;
+    return bound;
   }
 
   void stop() {
@@ -151,19 +149,14 @@ class InspectorServer::Implementation {
   }
 
  private:
-  bool isAllowed(const httplib::Request& request, httplib::Response& response) const {
-    const std::string host = request.get_header_value("Host");
-    const std::string port = ":" + std::to_string(port_);
-    if (host != "127.0.0.1" + port && host != "localhost" + port) {
-      refuse(response, 403, "the inspector answers to its own address only");
+  bool isAllowed(const httplib::Request& request, httplib::Response& response) {
+    const PageGuard::Refusal refusal = guard_->examine(request);
+    if (refusal.status != 0) {
+      refuse(response, refusal.status, refusal.reason);
       return false;
     }
-    if (request.method == "GET" || request.method == "HEAD") return true;
-    if (request.get_header_value("Origin") != "http://" + host ||
-        request.get_header_value("Content-Type") != kJson) {
-      refuse(response, 403, "only the inspector's own page changes things");
-      return false;
-    }
+    // A page that asks learns of a deleted database as well as an application that reports.
+    if (request.path.starts_with("/api/") && store_.reopenIfReplaced()) feed_.cleared();
     return true;
   }
 
@@ -184,7 +177,7 @@ class InspectorServer::Implementation {
       const auto detail = reader_.detail(std::stoll(request.matches[1].str()));
       detail ? response.set_content(*detail, kJson) : refuse(response, 404, "no such request");
     });
-    http_.Delete("/api/requests", [this](const auto&, auto& response) {
+    http_.Delete("/api/requests", [this](const httplib::Request&, httplib::Response& response) {
       store_.clear();
       feed_.cleared();
       response.status = 204;
@@ -215,19 +208,50 @@ class InspectorServer::Implementation {
     });
   }
 
+  // What helps to integrate an application.
+  void addHelp() {
+    http_.Get("/api/connection", [this](const auto&, auto& response) {
+      response.set_content(jsonObject({{"host", "localhost:" + std::to_string(facts_.port)},
+                                       {"developerKey", validUtf8(facts_.developerKey)},
+                                       {"authority", validUtf8(facts_.authority.native())}}),
+                           kJson);
+    });
+    http_.Get("/api/checklist", [this](const auto& request, auto& response) {
+      response.set_content(reader_.checklist(request.get_param_value("installation")), kJson);
+    });
+    http_.Post("/api/expect", [this](const httplib::Request& request, httplib::Response& response) {
+      std::string error;
+      const auto expectations = readExpectations(request.body, error);
+      if (!expectations) return refuse(response, 400, error);
+      const Comparison outcome = compareOwn(store_, *expectations);
+      response.set_content("{\"met\":" + std::string(outcome.isMet ? "true" : "false") + "," +
+                               jsonObject({{"differences", outcome.text}}).substr(1),
+                           kJson);
+    });
+  }
+
+  // The first lines are read before the answer begins, so that a database that cannot be read is
+  // an error; one that fails later breaks the answer off.
   void exportAll(const RequestFilter& filter, httplib::Response& response) {
+    auto lines = std::make_shared<std::string>();
+    auto last =
+        std::make_shared<std::optional<std::int64_t>>(reader_.exportLines(filter, 0, *lines));
     response.set_header("Content-Disposition", "attachment; filename=\"requests.jsonl\"");
-    auto last = std::make_shared<std::int64_t>(0);
     response.set_chunked_content_provider(
-        "application/x-ndjson", [this, filter, last](std::size_t, httplib::DataSink& sink) {
-          std::string lines;
-          const auto next = reader_.exportLines(filter, *last, lines);
-          if (!next) {
+        "application/x-ndjson", [this, filter, last, lines](std::size_t, httplib::DataSink& sink) {
+          if (!*last) {
             sink.done();
             return true;
           }
-          *last = *next;
-          return sink.write(lines.data(), lines.size());
+          if (!sink.write(lines->data(), lines->size())) return false;
+          lines->clear();
+          try {
+            *last = reader_.exportLines(filter, **last, *lines);
+          } catch (const std::exception& failure) {
+            std::cerr << "quarnel-collector: an export failed: " << failure.what() << std::endl;
+            return false;
+          }
+          return true;
         });
   }
 
@@ -236,14 +260,17 @@ class InspectorServer::Implementation {
   Controls& controls_;
   LiveFeed& feed_;
   EventStreams streams_;
-  httplib::Server http_;
-  std::atomic<int> port_ = 0;
+  OneRequestServer http_;
+  const std::string token_;
+  const ConnectionFacts facts_;
+  std::optional<PageGuard> guard_;
   std::thread thread_;
 };
 
-InspectorServer::InspectorServer(RequestStore& store, RequestReader& reader, Controls& controls,
-                                 LiveFeed& feed)
-    : implementation_(std::make_unique<Implementation>(store, reader, controls, feed)) {}
+InspectorServer::InspectorServer(std::string token, ConnectionFacts facts, RequestStore& store,
+                                 RequestReader& reader, Controls& controls, LiveFeed& feed)
+    : implementation_(std::make_unique<Implementation>(std::move(token), std::move(facts), store,
+                                                       reader, controls, feed)) {}
 
 InspectorServer::~InspectorServer() = default;
 

@@ -1,11 +1,12 @@
 // Serves the inspector: a page that shows what arrives, and what the page asks for.
 //
-// It listens on the loopback interface only, and answers to its own page only: requests under
-// another host name are refused (a name that was made to point to this machine), and so are changes
-// that another site's page asks for. What it answers is described in docs/inspector.md.
+// It listens on the loopback interface only, and answers only to who knows the token of this start,
+// see PageGuard. What it answers is described in docs/inspector.md.
 #pragma once
 
+#include <filesystem>
 #include <memory>
+#include <string>
 
 #include "RequestStore.h"
 #include "inspector/Controls.h"
@@ -14,10 +15,18 @@
 
 namespace collector {
 
+// What an application needs to report here.
+struct ConnectionFacts {
+  int port = 0;
+  std::string developerKey;
+  std::filesystem::path authority;
+};
+
 class InspectorServer {
  public:
   // Throws std::runtime_error.
-  InspectorServer(RequestStore& store, RequestReader& reader, Controls& controls, LiveFeed& feed);
+  InspectorServer(std::string token, ConnectionFacts facts, RequestStore& store,
+                  RequestReader& reader, Controls& controls, LiveFeed& feed);
   ~InspectorServer();
 
   // Serves from then on. 0 is any free port; the port bound is returned. Throws

@@ -1,10 +1,13 @@
 #include "inspector/RequestReader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "JsonText.h"
+#include "Parameters.h"
 #include "Text.h"
+#include "inspector/Checklist.h"
 #include "inspector/FieldTable.h"
 
 namespace collector {
@@ -17,8 +20,12 @@ constexpr int kMostFacets = 200;
 // The columns of a row, in the order in which `writeRow` reads them.
 constexpr const char* kRowColumns =
     "id, received_ms, kind, installation, event, launches, events, sessions, cached_seconds, "
-    "status, size, errors, warnings, path";
-constexpr int kRowEnd = 14;
+    "status, size, errors, warnings, path, built_at";
+constexpr int kRowEnd = 15;
+
+// Only the newest requests of an installation are looked at.
+constexpr int kMostEvidence = 5'000;
+constexpr std::size_t kLongestValue = 400;
 
 // A condition and the texts that are bound to it.
 class Condition {
@@ -98,6 +105,43 @@ void writeRow(JsonWriter& writer, const Database::Statement& row) {
   writeInteger(writer, "errors", row, 11);
   writeInteger(writer, "warnings", row, 12);
   writeTextColumn(writer, "path", row, 13);
+  writer.Key("builtAt");
+  const bool isBuilt = !row.isNull(14) && std::isfinite(row.number(14));
+  isBuilt ? writer.Double(row.number(14)) : writer.Null();
+}
+
+// What the list shows of an event's value, as it was sent.
+void writeValue(JsonWriter& writer, std::string_view report) {
+  writer.Key("value");
+  writeText(writer,
+            validUtf8(decodedText(JsonFields(report).text("eventvalue")).substr(0, kLongestValue)));
+}
+
+Evidence evidenceOf(const Database::Statement& row) {
+  const std::string_view problems = row.text(9);
+  const auto blames = [&](const char* field) {
+    return problems.find("\"field\":\"" + std::string(field) + "\"") != problems.npos;
+  };
+  Evidence evidence;
+  evidence.id = row.integer(0);
+  evidence.kind = kindOf(row.text(1));
+  evidence.event = validUtf8(row.text(2));
+  if (!row.isNull(3)) evidence.launches = row.integer(3);
+  if (!row.isNull(4)) evidence.events = row.integer(4);
+  evidence.isReplayed = !row.isNull(5);
+  evidence.status = static_cast<int>(row.integer(6));
+  const Parameters query = parametersOf(row.text(7));
+  const std::string path(row.text(8));
+  const auto id = query.find("app_id");
+  if (id != query.end()) {
+    evidence.appId = id->second;
+  } else if (evidence.kind == Kind::kConversion && path.rfind("/id") != path.npos) {
+    evidence.appId = validUtf8(path.substr(path.rfind("/id") + 3));
+  }
+  evidence.hasWrongKey = blames("devkey") || evidence.kind == Kind::kUndecodable;
+  evidence.hasLostValues = evidence.kind == Kind::kEvent && blames("eventvalue");
+  evidence.isDenied = row.integer(10) != 0;
+  return evidence;
 }
 
 void writeFields(JsonWriter& writer, Kind kind, std::string_view report) {
@@ -133,8 +177,16 @@ void writeContent(JsonWriter& writer, const Database::Statement& row) {
 
 }  // namespace
 
-RequestReader::RequestReader(const std::filesystem::path& file)
-    : database_(file, Database::Access::kReadOnly) {}
+RequestReader::RequestReader(const std::filesystem::path& file) : file_(file) {}
+
+// Another file of the same name is another database.
+Database& RequestReader::database() {
+  if (!database_ || !database_->isInPlace()) {
+    database_.reset();
+    database_.emplace(file_, Database::Access::kReadOnly);
+  }
+  return *database_;
+}
 
 std::string RequestReader::list(const RequestFilter& filter, const RequestPage& page) {
   Condition condition(filter);
@@ -142,16 +194,16 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
   if (page.after) condition.add("id > " + std::to_string(*page.after));
   const std::lock_guard lock(mutex_);
   // Asked first: whoever continues from there misses none that arrives meanwhile.
-  auto newest = database_.prepare("SELECT ifnull(max(id), 0) FROM request");
+  auto newest = database().prepare("SELECT ifnull(max(id), 0) FROM request");
   newest.step();
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   writer.StartObject();
   writeInteger(writer, "newest", newest, 0);
   // One more than asked for tells whether there are more.
-  auto select =
-      database_.prepare("SELECT " + std::string(kRowColumns) + " FROM request" + condition.where() +
-                        " ORDER BY id DESC LIMIT " + std::to_string(page.limit + 1));
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + ", report FROM request" +
+                                   condition.where() + " ORDER BY id DESC LIMIT " +
+                                   std::to_string(page.limit + 1));
   condition.bind(select);
   writer.Key("requests");
   writer.StartArray();
@@ -159,6 +211,7 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
   while (select.step() && ++rows <= page.limit) {
     writer.StartObject();
     writeRow(writer, select);
+    writeValue(writer, select.text(kRowEnd));
     writer.EndObject();
   }
   writer.EndArray();
@@ -170,8 +223,8 @@ std::string RequestReader::list(const RequestFilter& filter, const RequestPage& 
 
 std::optional<std::string> RequestReader::detail(std::int64_t id) {
   const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
-                                  " FROM request WHERE id = ?");
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
+                                   " FROM request WHERE id = ?");
   select.bind(1, id);
   if (!select.step()) return std::nullopt;
   rapidjson::StringBuffer buffer;
@@ -180,6 +233,12 @@ std::optional<std::string> RequestReader::detail(std::int64_t id) {
   writeRow(writer, select);
   writeContent(writer, select);
   writeFields(writer, kindOf(select.text(2)), select.text(kRowEnd + 5));
+  auto previous = database().prepare(
+      "SELECT max(p.id) FROM request p, request r WHERE r.id = ? AND p.id < r.id AND "
+      "p.installation = r.installation AND p.kind = r.kind");
+  previous.bind(1, id);
+  writer.Key("previous");
+  previous.step() && !previous.isNull(0) ? writer.Int64(previous.integer(0)) : writer.Null();
   writer.EndObject();
   return std::string(view(buffer));
 }
@@ -189,18 +248,64 @@ std::string RequestReader::facets() {
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   writer.StartObject();
-  for (const auto& [name, column] :
-       {std::pair("installations", "installation"), std::pair("events", "event")}) {
-    writer.Key(name);
-    writer.StartArray();
-    auto select = database_.prepare("SELECT " + std::string(column) + " FROM request WHERE " +
-                                    column + " IS NOT NULL GROUP BY " + column +
-                                    " ORDER BY max(id) DESC LIMIT " + std::to_string(kMostFacets));
-    while (select.step()) writeText(writer, validUtf8(select.text(0)));
-    writer.EndArray();
+  writer.Key("installations");
+  writer.StartArray();
+  // The newest report knows what the installation runs on.
+  auto installations = database().prepare(
+      "SELECT i.installation, (SELECT report FROM request WHERE installation = i.installation AND "
+      "+kind IN ('launch', 'event') ORDER BY id DESC LIMIT 1) FROM (SELECT installation, max(id) "
+      "AS last FROM request WHERE installation IS NOT NULL GROUP BY installation) i "
+      "ORDER BY i.last DESC LIMIT " +
+      std::to_string(kMostFacets));
+  while (installations.step()) {
+    const JsonFields fields(installations.text(1));
+    std::string application = fields.text("bundlename");
+    if (application.empty()) application = fields.text("bundleIdentifier");
+    std::string device = fields.text("name");
+    if (device.empty()) device = fields.text("platform");
+    writer.StartObject();
+    writer.Key("id");
+    writeText(writer, validUtf8(installations.text(0)));
+    writer.Key("application");
+    writeText(writer, application);
+    writer.Key("device");
+    writeText(writer, device);
+    writer.EndObject();
   }
+  writer.EndArray();
+  writer.Key("events");
+  writer.StartArray();
+  auto events = database().prepare(
+      "SELECT event FROM request WHERE event IS NOT NULL GROUP BY event ORDER BY max(id) DESC "
+      "LIMIT " +
+      std::to_string(kMostFacets));
+  while (events.step()) writeText(writer, validUtf8(events.text(0)));
+  writer.EndArray();
   writer.EndObject();
   return std::string(view(buffer));
+}
+
+std::string RequestReader::checklist(const std::string& installation) {
+  const std::lock_guard lock(mutex_);
+  std::string chosen = installation;
+  if (chosen.empty()) {
+    auto last = database().prepare(
+        "SELECT installation FROM request WHERE installation IS NOT NULL ORDER BY id DESC LIMIT 1");
+    if (last.step()) chosen = last.text(0);
+  }
+  // What cannot be decoded names no installation, so it may be this one's. Each half walks an
+  // index.
+  const std::string columns =
+      "SELECT id, kind, event, launches, events, cached_seconds, status, query, path, problems, "
+      "error IS NOT NULL FROM request WHERE ";
+  const std::string newest = " ORDER BY id DESC LIMIT " + std::to_string(kMostEvidence) + ")";
+  auto select = database().prepare(
+      "SELECT * FROM (" + columns + "installation = ?" + newest + " UNION ALL SELECT * FROM (" +
+      columns + "kind = 'undecodable' AND installation IS NULL" + newest + " ORDER BY id");
+  select.bind(1, std::string_view(chosen));
+  std::vector<Evidence> requests;
+  while (select.step()) requests.push_back(evidenceOf(select));
+  return checklistJson(validUtf8(chosen), checklistOf(requests));
 }
 
 std::optional<std::int64_t> RequestReader::exportLines(const RequestFilter& filter,
@@ -208,8 +313,8 @@ std::optional<std::int64_t> RequestReader::exportLines(const RequestFilter& filt
   Condition condition(filter);
   condition.add("id > " + std::to_string(after));
   const std::lock_guard lock(mutex_);
-  auto select = database_.prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
-                                  " FROM request" + condition.where() + " ORDER BY id");
+  auto select = database().prepare("SELECT " + std::string(kRowColumns) + kContentColumns +
+                                   " FROM request" + condition.where() + " ORDER BY id");
   condition.bind(select);
   std::optional<std::int64_t> last;
   while (lines.size() < kExportBatch && select.step()) {

@@ -38,7 +38,10 @@ class RequestReader {
   // Nothing when there is no such request.
   std::optional<std::string> detail(std::int64_t id);
 
-  // The installations and event names that came last.
+  // Verdicts on what an installation has sent; empty stands for the one that came last.
+  std::string checklist(const std::string& installation);
+
+  // The installations, with what they run on, and the event names that came last.
   std::string facets();
 
   // Some of the requests after the given one, oldest first, each as a line of JSON; returns the
@@ -47,8 +50,11 @@ class RequestReader {
                                           std::string& lines);
 
  private:
+  Database& database();
+
+  const std::filesystem::path file_;
   std::mutex mutex_;
-  Database database_;
+  std::optional<Database> database_;
 };
 
 }  // namespace collector

@@ -126,6 +126,21 @@ void checkHeaders(const ReceivedReport& report, Problems& problems) {
   }
 }
 
+// An event of several values always has some, unless JSON has no form for them.
+void checkValues(const std::vector<JsonMember>& members, Problems& problems) {
+  bool isMultiple = false;
+  bool isEmpty = false;
+  for (const JsonMember& member : members) {
+    isMultiple |= member.name == "qn_events_api";
+    isEmpty |= member.name == "eventvalue" && member.text.empty();
+  }
+  if (isMultiple && isEmpty) {
+    problems.push_back({Severity::kError, "eventvalue",
+                        "the values were not sent: they hold a date, bytes or a number that is "
+                        "not finite, for which JSON has no form"});
+  }
+}
+
 // The developer key that a request names in the open.
 std::optional<std::string> keyOf(const ReceivedReport& report,
                                  const std::vector<JsonMember>& members) {
@@ -151,10 +166,12 @@ Problems WireCheck::check(const ReceivedReport& report) {
     return problems;
   }
   const auto members = membersOf(report.json);
+  // A wrong key comes first: it explains what else is wrong.
+  if (const auto key = keyOf(report, members)) checkKey(*key, problems);
+  if (report.kind == Kind::kEvent) checkValues(members, problems);
   checkFields(report.kind, members, problems);
   checkTarget(report, problems);
   checkHeaders(report, problems);
-  if (const auto key = keyOf(report, members)) checkKey(*key, problems);
   if (problems.size() > kMostProblems) {
     const std::size_t rest = problems.size() - kMostProblems;
     problems.resize(kMostProblems);

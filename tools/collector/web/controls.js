@@ -1,7 +1,8 @@
-// The controls for trying an application against a bad world.
+// The controls for trying an application against faults.
 import * as api from './api.js';
 import {byId, element} from './dom.js';
 import {kinds} from './filters.js';
+import {duration} from './format.js';
 
 const typingPause = 400;
 const texts = ['conversion', 'receipts'];
@@ -21,13 +22,13 @@ function objection(text) {
 function describe({faults, conversion, receipts}) {
   const active = Object.entries(faults).flatMap(([endpoint, fault]) => {
     const effects = [];
-    if (fault.delayMs) effects.push(`${fault.delayMs} ms late`);
-    if (fault.drop) effects.push('dropped');
-    else if (fault.status !== null) effects.push(`answered ${fault.status}`);
-    return effects.length ? [`${endpoint} ${effects.join(', ')}`] : [];
+    if (fault.drop) effects.push('connection dropped');
+    else if (fault.status !== null) effects.push(`answered with ${fault.status}`);
+    if (fault.delayMs) effects.push(`${duration(fault.delayMs / 1000)} late`);
+    return effects.length ? [`${endpoint}: ${effects.join(', ')}`] : [];
   });
-  if (conversion !== null) active.push('conversion data edited');
-  if (receipts !== null) active.push('receipts edited');
+  if (conversion !== null) active.push('other conversion data');
+  if (receipts !== null) active.push('other receipts');
   return active.join(' · ');
 }
 
@@ -65,7 +66,7 @@ export class Controls {
       this.#showValidity(name);
     }
     const active = describe(controls);
-    byId('banner-text').textContent = `Bad world: ${active}`;
+    byId('banner-text').textContent = `Simulated faults: ${active}`;
     byId('banner').hidden = active === '';
   }
 
@@ -73,8 +74,8 @@ export class Controls {
     const input = (attributes) => element('td', {}, element('input', attributes));
     return element('tr', {id: `fault-${kind}`},
       element('th', {scope: 'row'}, kind),
-      input({type: 'number', min: 200, max: 599, placeholder: '–', 'aria-label': `Status of ${kind}`}),
-      input({type: 'number', min: 0, max: 120000, step: 100, placeholder: '0', 'aria-label': `Delay of ${kind} in milliseconds`}),
+      input({type: 'number', min: 200, max: 599, placeholder: '–', 'aria-label': `Status to answer ${kind} with`}),
+      input({type: 'number', min: 0, max: 120000, step: 100, placeholder: '0', 'aria-label': `Milliseconds to wait before answering ${kind}`}),
       input({type: 'checkbox', 'aria-label': `Drop the connection of ${kind}`}));
   }
 

@@ -13,3 +13,17 @@ export function element(name, attributes = {}, ...children) {
   made.append(...children.map((child) => (child instanceof Node ? child : String(child ?? ''))));
   return made;
 }
+
+// The text in pieces, those marked that match in either letter case.
+export function marked(text, search) {
+  const wanted = search.toLowerCase();
+  const lower = text.toLowerCase();
+  if (!wanted || lower.length !== text.length) return [text];
+  const pieces = [];
+  let at = 0;
+  for (let hit = lower.indexOf(wanted); hit >= 0; hit = lower.indexOf(wanted, at)) {
+    pieces.push(text.slice(at, hit), element('mark', {}, text.slice(hit, hit + wanted.length)));
+    at = hit + wanted.length;
+  }
+  return [...pieces, text.slice(at)];
+}

@@ -1,6 +1,6 @@
 // The list of requests: one page of them at a time, the newest of which follows what arrives.
 import * as api from './api.js';
-import {byId, element} from './dom.js';
+import {byId, element, marked} from './dom.js';
 import * as format from './format.js';
 
 const pageSize = 200;
@@ -11,18 +11,21 @@ function problemMark({errors, warnings}) {
   return '';
 }
 
-function rowOf(request) {
-  const cell = (name, content, more = {}) => element('td', {class: name, ...more}, content);
+function rowOf(request, filters) {
+  const cell = (name, content, more = {}) => element('td', {class: name, ...more}, ...[content].flat());
+  const hit = (text) => marked(text, filters.search);
+  const value = format.gist(request.value);
+  const isAnswered = request.status >= 200 && request.status < 300;
   return element('tr', {'data-id': request.id, 'data-kind': request.kind, tabindex: '-1'},
-    cell('time', format.time(request.time)),
+    cell('time', [element('span', {class: 'day'}, format.shortDay(request.time)), ' ', format.time(request.time)],
+      {title: format.dateAndTime(request.time)}),
     cell('kind', element('span', {class: `kind ${request.kind}`}, request.kind)),
-    cell('event', request.event ?? '', {title: request.event}),
-    cell('installation', request.installation ?? '', {title: request.installation}),
+    cell('event', hit(request.event ?? ''), {title: request.event}),
+    cell('content', hit(value), {title: value}),
+    cell('installation', filters.nameOf(request.installation), {title: request.installation}),
     cell('counters', format.counters(request.counters)),
-    cell(request.cachedSeconds === null ? 'delivery' : 'delivery replayed', format.delivery(request.cachedSeconds)),
-    cell(request.status >= 200 && request.status < 300 ? 'number status-code' : 'number status-code bad',
-      format.status(request.status)),
-    cell('number size', format.size(request.size)),
+    cell(request.cachedSeconds === null ? 'delivery' : 'delivery replayed', format.delivery(request)),
+    cell(`number status-code${isAnswered ? '' : ' bad'}`, format.status(request.status)),
     cell('problems', problemMark(request)));
 }
 
@@ -34,6 +37,7 @@ export class List {
   #selected = null;
   #loading = null;
   #again = false;
+  #drawnFor = null;  // The appearance that the rows have; none before the first.
 
   constructor(filters, onOpen) {
     this.#filters = filters;
@@ -72,23 +76,58 @@ export class List {
     return this.#loading;
   }
 
+  // Moves to the next row in that direction; opens it when a request is open.
+  step(direction) {
+    const rows = [...byId('rows').children];
+    const current = rows.findIndex((row) => row.tabIndex === 0);
+    const isInside = byId('rows').contains(document.activeElement) || this.#selected !== null;
+    const next = rows[isInside ? current + direction : current];
+    if (!next) return;
+    if (this.#selected !== null) this.#open(next);
+    else this.#moveTo(next);
+  }
+
+  // Marks the row of a request that was opened from elsewhere.
+  select(id) {
+    this.#selected = id;
+    this.#mark();
+  }
+
+  unselect() {
+    const row = byId('rows').querySelector('[aria-current=true]') ?? byId('rows').firstElementChild;
+    row?.focus();
+    this.#selected = null;
+    for (const other of byId('rows').children) other.removeAttribute('aria-current');
+  }
+
+  // Shows the same requests, as installations are called by now.
+  redraw() {
+    if (this.#drawnFor !== null && this.#drawnFor !== this.#filters.appearance) this.#show();
+  }
+
   async #load() {
     const query = this.#filters.query();
     query.set('limit', pageSize);
     if (!this.isLive) query.set('before', this.#starts.at(-1));
     this.#page = await api.requests(query);
-    await new Promise(requestAnimationFrame);
     this.#show();
   }
 
-  // Rows that stay keep their elements, so that a selection and the focus survive.
+  // Rows that stay keep their elements, or at least the focus.
   #show() {
-    const kept = new Map([...byId('rows').children].map((row) => [Number(row.dataset.id), row]));
-    byId('rows').replaceChildren(...this.#page.requests.map((request) => kept.get(request.id) ?? rowOf(request)));
+    const appearance = this.#filters.appearance;
+    const kept = new Map(this.#drawnFor === appearance
+      ? [...byId('rows').children].map((row) => [Number(row.dataset.id), row]) : []);
+    this.#drawnFor = appearance;
+    const focused = document.activeElement?.closest('#rows tr')?.dataset.id;
+    byId('rows').replaceChildren(...this.#page.requests.map((request) =>
+      kept.get(request.id) ?? rowOf(request, this.#filters)));
     this.#mark();
-    byId('empty').hidden = this.#page.requests.length > 0;
-    byId('empty').textContent = this.#filters.query().size || !this.isLive
-      ? 'No request matches.' : 'Nothing has arrived yet. Point an application at this collector.';
+    if (focused) byId('rows').querySelector(`[data-id="${focused}"]`)?.focus();
+    const isFiltered = this.#filters.query().size > 0 || !this.isLive;
+    byId('empty').hidden = this.#page.requests.length > 0 || !isFiltered;
+    byId('welcome').hidden = this.#page.requests.length > 0 || isFiltered;
+    byId('table').hidden = this.#page.requests.length === 0;
     byId('newest').disabled = byId('newer').disabled = this.isLive;
     byId('older').disabled = !this.#page.more;
     byId('page').textContent = this.isLive ? 'newest first, live' : `page ${this.#starts.length + 1}`;
@@ -100,7 +139,8 @@ export class List {
     const current = rows.find((row) => Number(row.dataset.id) === this.#selected);
     for (const row of rows) {
       row.tabIndex = row === (current ?? rows[0]) ? 0 : -1;
-      row.setAttribute('aria-selected', row === current);
+      if (row === current) row.setAttribute('aria-current', 'true');
+      else row.removeAttribute('aria-current');
     }
   }
 
@@ -110,17 +150,6 @@ export class List {
     this.#mark();
     row.focus();
     this.#onOpen(this.#selected);
-  }
-
-  focusSelected() {
-    const row = byId('rows').querySelector('[aria-selected=true]') ?? byId('rows').firstElementChild;
-    row?.focus();
-  }
-
-  unselect() {
-    this.focusSelected();
-    this.#selected = null;
-    for (const row of byId('rows').children) row.setAttribute('aria-selected', 'false');
   }
 
   #key(event) {

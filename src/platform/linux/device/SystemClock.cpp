@@ -4,8 +4,15 @@
 
 namespace quarnel {
 
+static_assert(sizeof(std::time_t) == 8, "Dates would end in 2038.");
+
+// Not std::chrono::system_clock, which the C++ library was compiled with: on a system whose own
+// time_t has 32 bits it ends in 2038.
 Date SystemClock::now() const {
-  return std::chrono::floor<Date::duration>(std::chrono::system_clock::now());
+  std::timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  return Date(std::chrono::seconds(now.tv_sec) +
+              std::chrono::floor<Date::duration>(std::chrono::nanoseconds(now.tv_nsec)));
 }
 
 std::chrono::seconds SystemClock::utcOffset(Date at) const {

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlEngine.h"
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -20,39 +21,45 @@ Error endOfProcess() { return transportError(CURLE_ABORTED_BY_CALLBACK, "The pro
 
 }  // namespace
 
-CurlEngine::CurlEngine(HttpRoute route, std::shared_ptr<PendingWork> pending, HttpLimits limits)
+CurlEngine::CurlEngine(HttpSettings settings, std::shared_ptr<PendingWork> pending,
+                       HttpLimits limits)
     : pending_(std::move(pending)),
       limits_(limits),
-      outstanding_({limits.exchanges, limits.requestBodies}),
-      transfers_(std::move(route), limits) {}
+      outstanding_({limits.exchanges, limits.requestBytes}),
+      transfers_(std::move(settings), limits) {}
 
 CurlEngine::~CurlEngine() { stop(); }
 
-void CurlEngine::start(HttpRequest request, ExchangeDone done) {
-  auto ticket = outstanding_.admit(request.body.size());
+void CurlEngine::start(HttpRequest request, std::shared_ptr<SerialQueue> queue,
+                       HttpCompletion completion) {
+  auto ticket = outstanding_.admit(std::min(request.body.size(), limits_.countedRequestBytes));
   const bool isAdmitted = ticket != nullptr;
-  auto exchange = std::make_unique<CurlExchange>(std::move(request), std::move(done),
-                                                 PendingWork::Token(pending_), std::move(ticket));
+  auto exchange = std::make_unique<CurlExchange>(
+      std::move(request), OutcomeReceiver{std::move(queue), std::move(completion),
+                                          PendingWork::Token(pending_), std::move(ticket)});
+  const auto error = enqueue(exchange, isAdmitted);
+  if (!error) return;
+  Outcomes refused;
+  exchange->fail(*error, refused);
+  refused.handOver();
+}
+
+// Takes the exchange, or says why not.
+std::optional<Error> CurlEngine::enqueue(ExchangePointer& exchange, bool isAdmitted) {
   const std::lock_guard lock(mutex_);
-  if (stopping_) return;
-  if (!isAdmitted) {
-    exchange->fail(transportError(CURLE_AGAIN, "Too many requests are waiting"));
-    return;
-  }
-  if (exiting_) {
-    exchange->fail(endOfProcess());
-    return;
-  }
+  if (stopping_) return std::nullopt;
+  if (!isAdmitted) return transportError(CURLE_AGAIN, "Too many requests are waiting");
+  if (exiting_) return endOfProcess();
   try {
     startThreadOnce();
   } catch (const std::system_error& error) {
-    exchange->fail(transportError(CURLE_FAILED_INIT, error.what()));
-    return;
+    return transportError(CURLE_FAILED_INIT, error.what());
   }
   const bool isNoHurry = exchange->origin() == crowdedOrigin_;
   new_.push_back(std::move(exchange));
   // Once woken, the thread takes all.
-  if (!isNoHurry && !std::exchange(isWoken_, true)) wake();
+  if (!isNoHurry && std::exchange(isPolling_, false)) wake();
+  return std::nullopt;
 }
 
 void CurlEngine::startThreadOnce() {
@@ -111,9 +118,7 @@ void CurlEngine::makeMulti() {
   // libcurl makes one that cannot be woken, too: its poll would sleep through all new work.
   if (multi_ && ::curl_multi_wakeup(multi_.get()) != CURLM_OK) multi_.reset();
   if (!multi_) return;
-  ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits_.connectionsPerHost);
-  // One exchange at a time on a connection, with HTTP/2 too: with several, libcurl loses exchanges
-  // on servers that announce a limit of few streams.
+  ::curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, limits::kConnectionsPerHost);
   ::curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
   const std::lock_guard lock(mutex_);
   wakeable_ = multi_.get();
@@ -131,47 +136,63 @@ bool CurlEngine::pauseForExit() {
     changed_.wait(lock, [this] { return stopping_; });
   }
   // Without libcurl there is no poll to wait in.
+  isPolling_ = !multi_;
   if (!multi_) changed_.wait(lock, [this] { return stopping_ || exiting_ || !new_.empty(); });
   return stopping_;
 }
 
 void CurlEngine::transfer() {
   for (ExchangePointer& exchange : takeNew()) begin(std::move(exchange));
-  if (!multi_) return;
-  int running = 0;
-  ::curl_multi_perform(multi_.get(), &running);
-  transfers_.completeFinished(multi_.get());
-  if (!isFreeToWait()) return;
-  ::curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(kLongestPoll.count()), nullptr);
+  if (multi_) {
+    int running = 0;
+    ::curl_multi_perform(multi_.get(), &running);
+    transfers_.completeFinished(multi_.get(), outcomes_);
+    transfers_.failOverdue(multi_.get(), outcomes_);
+  }
+  outcomes_.handOver();
+  if (multi_ && preparePoll()) {
+    ::curl_multi_poll(multi_.get(), nullptr, 0, pollMilliseconds(), nullptr);
+  }
 }
 
-// Asked before each poll; from then on start() knows for which exchanges the poll need not end.
-bool CurlEngine::isFreeToWait() {
+// From here on start() knows for which exchanges the poll need not end. False when there is
+// something new already.
+bool CurlEngine::preparePoll() {
   const std::lock_guard lock(mutex_);
   crowdedOrigin_ = transfers_.crowdedOrigin();
-  return new_.empty();
+  isPolling_ = new_.empty();
+  return isPolling_;
+}
+
+// Until after the next deadline.
+int CurlEngine::pollMilliseconds() const {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(std::min<CurlExchange::Clock::duration>(
+          transfers_.nextDeadline() - CurlExchange::Clock::now(), kLongestPoll));
+  return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
 }
 
 std::vector<CurlEngine::ExchangePointer> CurlEngine::takeNew() {
   const std::lock_guard lock(mutex_);
-  isWoken_ = false;
+  isPolling_ = false;
   return std::exchange(new_, {});
 }
 
 void CurlEngine::begin(ExchangePointer exchange) {
   if (!multi_) makeMulti();
   if (!multi_) {
-    exchange->fail(transportError(CURLE_FAILED_INIT));
+    exchange->fail(transportError(CURLE_FAILED_INIT), outcomes_);
     return;
   }
-  transfers_.add(multi_.get(), std::move(exchange));
+  transfers_.add(multi_.get(), std::move(exchange), outcomes_);
 }
 
 // An answer that would come now has nobody to come to. What fails is kept for the next start, if
 // the application waits for the queues or they are quick enough.
 void CurlEngine::failAll() {
-  for (const ExchangePointer& exchange : takeNew()) exchange->fail(endOfProcess());
-  transfers_.failAll(multi_.get(), endOfProcess());
+  for (const ExchangePointer& exchange : takeNew()) exchange->fail(endOfProcess(), outcomes_);
+  transfers_.failAll(multi_.get(), endOfProcess(), outcomes_);
+  outcomes_.handOver();
 }
 
 }  // namespace quarnel

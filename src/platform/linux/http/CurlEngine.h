@@ -16,16 +16,18 @@
 
 namespace quarnel {
 
-// Runs all HTTP exchanges of the process on one thread, which starts with the first of them.
+// Runs all HTTP exchanges of the process on one thread, which starts with the first of them. A
+// round: take what is new, let libcurl work, hand over the outcomes, and wait for sockets or new
+// exchanges.
 class CurlEngine final : public ExitParticipant, public std::enable_shared_from_this<CurlEngine> {
  public:
-  CurlEngine(HttpRoute route, std::shared_ptr<PendingWork> pending, HttpLimits limits = {});
+  CurlEngine(HttpSettings settings, std::shared_ptr<PendingWork> pending, HttpLimits limits = {});
   CurlEngine(const CurlEngine&) = delete;
   CurlEngine& operator=(const CurlEngine&) = delete;
   ~CurlEngine() override;
 
-  // `done` is called exactly once, except for exchanges that stop() drops.
-  void start(HttpRequest request, ExchangeDone done);
+  // `completion` runs on the queue exactly once, except for exchanges that stop() drops.
+  void start(HttpRequest request, std::shared_ptr<SerialQueue> queue, HttpCompletion completion);
 
   // Drops what is in flight and ends the thread.
   void stop();
@@ -40,11 +42,13 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
     void operator()(CURLM* multi) const { ::curl_multi_cleanup(multi); }
   };
 
+  std::optional<Error> enqueue(ExchangePointer& exchange, bool isAdmitted);
   void startThreadOnce();
   void run();
   void makeMulti();
   void transfer();
-  bool isFreeToWait();
+  bool preparePoll();
+  int pollMilliseconds() const;
   std::vector<ExchangePointer> takeNew();
   void begin(ExchangePointer exchange);
   void failAll();
@@ -58,7 +62,7 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   std::mutex mutex_;  // Guards what follows up to the thread.
   std::condition_variable changed_;
   std::vector<ExchangePointer> new_;
-  bool isWoken_ = false;  // For what is new.
+  bool isPolling_ = false;  // Else the thread looks for what is new before it waits.
   // What is new for there can wait: the next outcome from there makes the thread look.
   std::optional<std::string> crowdedOrigin_;
   CURLM* wakeable_ = nullptr;  // Set while the network thread can be woken.
@@ -70,6 +74,7 @@ class CurlEngine final : public ExitParticipant, public std::enable_shared_from_
   // The network thread's own.
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   CurlTransfers transfers_;
+  Outcomes outcomes_;  // Of this round.
 };
 
 }  // namespace quarnel

@@ -1,40 +1,15 @@
 #include "platform/linux/http/CurlNetwork.h"
 
-#include <exception>
 #include <utility>
 
 namespace quarnel {
-namespace {
-
-// One that throws must not keep the others from being called.
-void callCompletion(const HttpCompletion& completion, const HttpResult& result) {
-  try {
-    completion(result);
-  } catch (const std::exception&) {
-    // As with a task of its own: the queue would drop the exception.
-  }
-}
-
-}  // namespace
 
 CurlSession::CurlSession(std::shared_ptr<CurlEngine> engine,
                          std::shared_ptr<SerialQueue> callbackQueue)
-    : engine_(std::move(engine)), outcomes_(std::make_shared<Outcomes>()) {
-  outcomes_->queue = std::move(callbackQueue);
-}
+    : engine_(std::move(engine)), callbackQueue_(std::move(callbackQueue)) {}
 
 void CurlSession::startDataTask(HttpRequest request, HttpCompletion completion) {
-  // The completion moves along, so that what it owns is released on the callback queue too.
-  engine_->start(std::move(request), [outcomes = outcomes_, completion = std::move(completion)](
-                                         HttpResult result) mutable {
-    outcomes->arrived.put({std::move(completion), std::move(result)}, [&outcomes] {
-      outcomes->queue->post([outcomes] {
-        for (Outcomes::Outcome& outcome : outcomes->arrived.takeAll()) {
-          callCompletion(outcome.completion, outcome.result);
-        }
-      });
-    });
-  });
+  engine_->start(std::move(request), callbackQueue_, std::move(completion));
 }
 
 CurlBackgroundSession::CurlBackgroundSession(std::shared_ptr<CurlEngine> engine,
@@ -45,14 +20,14 @@ CurlBackgroundSession::CurlBackgroundSession(std::shared_ptr<CurlEngine> engine,
       delegate_(std::make_shared<const DownloadDelegate>(std::move(delegate))) {}
 
 void CurlBackgroundSession::startDownloadTask(HttpRequest request) {
-  request.connection = ConnectionUse::kFresh;
   const std::string task = request.method + " " + request.url;
-  engine_->start(std::move(request),
-                 [queue = callbackQueue_, delegate = delegate_, task](HttpResult result) {
-                   queue->post([delegate, task, error = std::move(result.error)] {
-                     if (!error && delegate->didFinishDownloading) delegate->didFinishDownloading();
-                     if (delegate->didComplete) delegate->didComplete(task, error);
-                   });
+  request.connection = ConnectionUse::kFresh;
+  engine_->start(std::move(request), callbackQueue_,
+                 [delegate = delegate_, task](const HttpResult& result) {
+                   if (!result.error && delegate->didFinishDownloading) {
+                     delegate->didFinishDownloading();
+                   }
+                   if (delegate->didComplete) delegate->didComplete(task, result.error);
                  });
 }
 

@@ -5,7 +5,6 @@
 #include "platform/Dispatcher.h"
 #include "platform/HttpSession.h"
 #include "platform/linux/http/CurlEngine.h"
-#include "util/Mailbox.h"
 
 namespace quarnel {
 
@@ -15,18 +14,8 @@ class CurlSession final : public HttpSession {
   void startDataTask(HttpRequest request, HttpCompletion completion) override;
 
  private:
-  // Outcomes on their way to the callback queue, which is woken once for all of them.
-  struct Outcomes {
-    struct Outcome {
-      HttpCompletion completion;
-      HttpResult result;
-    };
-    std::shared_ptr<SerialQueue> queue;
-    Mailbox<Outcome> arrived;
-  };
-
   const std::shared_ptr<CurlEngine> engine_;
-  const std::shared_ptr<Outcomes> outcomes_;
+  const std::shared_ptr<SerialQueue> callbackQueue_;
 };
 
 // Linux completes no transfers after the application's end; so this differs from the data session

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "platform/linux/store/Directories.h"
@@ -20,6 +21,11 @@ namespace {
 
 // Long enough for a burst of reports to share one use of the file.
 constexpr std::chrono::milliseconds kSaveDelay{10};
+
+// Others hold the lock for microseconds, unless they were stopped while they held it. Then
+// diagnostics(), drain() and the end of the process go on without the file.
+constexpr std::chrono::milliseconds kLockWait{200};
+constexpr std::chrono::milliseconds kLockRetry{1};
 
 constexpr std::uint64_t kMagic = 0x31746e756f636e71;  // "qncount1"
 
@@ -41,6 +47,16 @@ struct Image {
     return hash;
   }
 };
+
+bool lockWithin(std::chrono::milliseconds limit, int file) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+    const bool mayPass = errno == EWOULDBLOCK || errno == EINTR;
+    if (!mayPass || std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(kLockRetry);
+  }
+  return true;
+}
 
 std::string reason() { return std::generic_category().message(errno); }
 
@@ -96,9 +112,9 @@ void CounterFile::merge() {
   if (!file.valid() || ::fstat(file.get(), &status) != 0)
     return complain("cannot be opened: " + reason());
   if (!S_ISREG(status.st_mode)) return complain("is no file");
-  // Others hold the lock for microseconds.
-  while (::flock(file.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) return complain("cannot be locked: " + reason());
+  if (!lockWithin(kLockWait, file.get())) {
+    isLoaded_ = false;  // The next question may find it free.
+    return complain("cannot be locked: " + reason());
   }
   Image image;
   image.totals = read(file.get());
