@@ -1,5 +1,6 @@
 #include "Journal.h"
 
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel::testing {

@@ -5,6 +5,7 @@
 #include "util/DateText.h"
 #include "util/Json.h"
 #include "util/JsonFields.h"
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel {

@@ -124,7 +124,7 @@ void ReportBuilder::gatherArrived() {
     auto* const report = std::get_if<HandedOver>(&arrival);
     if (report != nullptr) batch.push_back(std::move(*report));
     if (report == nullptr || batch.size() == limits::kGatherBatch) gather(batch);
-    if (report == nullptr) std::get<Task>(arrival)();
+    if (auto* const task = std::get_if<Task>(&arrival)) (*task)();
   }
   gather(batch);
 }

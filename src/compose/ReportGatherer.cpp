@@ -7,6 +7,7 @@
 #include "installation/StoredValues.h"
 #include "util/Json.h"
 #include "util/JsonFields.h"
+#include "util/NumberText.h"
 #include "util/QuarnelDictionary.h"
 #include "util/Text.h"
 #include "util/Version.h"

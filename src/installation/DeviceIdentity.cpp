@@ -7,6 +7,7 @@
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
 #include "util/DateText.h"
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel {

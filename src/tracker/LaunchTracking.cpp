@@ -8,6 +8,7 @@
 #include "util/CallOut.h"
 #include "util/DateText.h"
 #include "util/Json.h"
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel {

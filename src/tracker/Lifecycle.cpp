@@ -9,6 +9,7 @@
 
 #include "installation/PersistedKeys.h"
 #include "installation/StoredValues.h"
+#include "util/NumberText.h"
 #include "util/SystemVersion.h"
 #include "util/Text.h"
 #include "util/Version.h"

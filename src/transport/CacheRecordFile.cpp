@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "util/DateText.h"
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel {

@@ -5,13 +5,13 @@
 #include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
 
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <vector>
 
 #include "util/DateText.h"
 #include "util/JsonTags.h"
+#include "util/NumberText.h"
 #include "util/Text.h"
 
 namespace quarnel {
@@ -30,11 +30,6 @@ class StringStream {
  private:
   std::string& text_;
 };
-
-std::string shortest(double number) {
-  std::array<char, 32> buffer;
-  return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr};
-}
 
 // Walks a value with a stack of its own and feeds the writer.
 class ValueWriter {
@@ -122,7 +117,7 @@ class ValueWriter {
       case Value::Type::kInteger:
         return writer_.Int64(*value.integer());
       case Value::Type::kDouble: {
-        const std::string number = shortest(*value.number());
+        const std::string number = shortestText(*value.number());
         if (!std::isfinite(*value.number())) return writeUnwritable(value, "number", number);
         return writer_.RawValue(number.data(), number.size(), rapidjson::kNumberType);
       }
@@ -158,20 +153,6 @@ std::optional<std::string> writeRoot(const Root& root, std::string* why) {
   return std::nullopt;
 }
 
-// Of a number other than zero that is no double: whether it is too large for one, not too small.
-bool isLarge(std::string_view number) {
-  const std::size_t e = std::min(number.find_first_of("eE"), number.size());
-  const std::string_view mantissa = number.substr(0, e);
-  std::string_view digits = number.substr(std::min(e + 1, number.size()));
-  if (digits.starts_with('+')) digits.remove_prefix(1);
-  std::int32_t exponent = 0;
-  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
-  if (read.ec == std::errc::result_out_of_range) return !digits.starts_with('-');
-  const auto first = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
-  const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
-  return exponent + point > first;
-}
-
 // The reader has checked the form. Its own conversion of a zero with a large exponent ("0e300")
 // is undefined, so the conversion is done here. Absent for a number beyond the range of doubles;
 // one too small for them is 0.
@@ -180,9 +161,9 @@ std::optional<Value> numberFrom(std::string_view text) {
   std::int64_t integer = 0;
   const auto asInteger = std::from_chars(text.data(), end, integer);
   if (asInteger.ec == std::errc() && asInteger.ptr == end) return Value(integer);
-  double number = 0;
-  if (std::from_chars(text.data(), end, number).ec == std::errc()) return Value(number);
-  return isLarge(text) ? std::nullopt : std::optional<Value>(0.0);
+  const double number = readDecimal(text).value_or(0);
+  if (!std::isfinite(number)) return std::nullopt;
+  return number;
 }
 
 // Builds a value from the reader's events. A container is closed into its parent, so that no open
@@ -313,11 +294,8 @@ JsonReadResult readJson(std::string_view text) { return read(text, false); }
 JsonReadResult readTaggedJson(std::string_view text) { return read(text, true); }
 
 double shortestDouble(float number) {
-  std::array<char, 32> buffer;
-  char* const end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
-  double result = number;
-  std::from_chars(buffer.data(), end, result);
-  return result;
+  if (!std::isfinite(number)) return number;
+  return readDecimal(shortestText(number)).value_or(0);
 }
 
 }  // namespace quarnel

@@ -3,11 +3,12 @@
 #include <utf8.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <iterator>
 #include <limits>
+
+#include "util/NumberText.h"
 
 namespace quarnel {
 namespace {
@@ -118,8 +119,8 @@ double decimalValue(std::string_view text) {
   const bool negative = takeSign(text);
   // Without a digit or a point in front, the conversion would take "inf" and "nan".
   if (text.empty() || !(isDigit(text.front()) || text.front() == '.')) return 0;
-  double number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
+  const double number = readDecimal(text).value_or(0);
+  if (!std::isfinite(number)) return 0;
   return negative ? -number : number;
 }
 
@@ -161,13 +162,6 @@ std::string describeBytes(const Bytes& bytes) {
     description += hexadecimal(&bytes[i], 1);
   }
   return description + ">";
-}
-
-std::string fixed(double number, int decimals) {
-  std::array<char, 352> buffer;  // The largest double has 309 digits before the point.
-  const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
-                                          std::chars_format::fixed, decimals);
-  return {buffer.data(), end};
 }
 
 }  // namespace quarnel

@@ -43,7 +43,4 @@ std::string hexadecimal(const std::uint8_t* bytes, std::size_t size);
 // "<01abcdef 02>".
 std::string describeBytes(const Bytes& bytes);
 
-// printf's "%.<decimals>f", in the C locale whatever the process has set.
-std::string fixed(double number, int decimals);
-
 }  // namespace quarnel

@@ -5,6 +5,7 @@
 
 #include "Check.h"
 #include "util/DateText.h"
+#include "util/NumberText.h"
 #include "util/QuarnelUtils.h"
 #include "util/Text.h"
 

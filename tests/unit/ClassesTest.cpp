@@ -15,6 +15,7 @@
 #include "util/DateText.h"
 #include "util/DebugLog.h"
 #include "util/Json.h"
+#include "util/NumberText.h"
 #include "util/QuarnelDictionary.h"
 #include "util/QuarnelUtils.h"
 #include "util/Text.h"

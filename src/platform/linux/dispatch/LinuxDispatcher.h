@@ -6,7 +6,7 @@
 #include "platform/Dispatcher.h"
 #include "platform/LogSink.h"
 #include "platform/common/PendingWork.h"
-#include "platform/common/SerialQueues.h"
+#include "platform/linux/dispatch/SerialQueues.h"
 
 namespace quarnel {
 

@@ -1,4 +1,4 @@
-#include "platform/common/SerialQueues.h"
+#include "platform/linux/dispatch/SerialQueues.h"
 
 #include <algorithm>
 #include <utility>

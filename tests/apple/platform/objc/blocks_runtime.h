@@ -1,0 +1,4 @@
+// GNUstep's headers ask for this one.
+#pragma once
+
+#include <Block.h>
