@@ -6,4 +6,5 @@
 #ifdef __cplusplus
 extern "C"
 #endif
-    int sysctlbyname(const char *name, void *value, size_t *size, void *newValue, size_t newSize);
+    int
+    sysctlbyname(const char *name, void *value, size_t *size, void *newValue, size_t newSize);
