@@ -138,7 +138,7 @@ TEST(DiagnosticsTest, APurchaseThatWaitsForItsValidationShows) {
   SimulatedPlatform platform(environment);
   configure(platform);
   platform.files()["/receipt"] = "r";
-  platform.setAnswer(ScriptedAnswer::silence());
+  platform.setAnswer(ScriptedAnswer::response(200).after(seconds(10)));
   platform.tracker().validateAndTrackInAppPurchase("p", 1, "EUR", "t", std::nullopt, {}, {});
   platform.advance(seconds(2));
   EXPECT_EQ(toText(platform.tracker().diagnostics()), "validating 1");
