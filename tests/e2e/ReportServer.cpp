@@ -38,15 +38,18 @@ std::string response(ReportServer::Behaviour behaviour) {
 
 }  // namespace
 
-std::string eventOf(const std::string& encodedBody) {
+std::string fieldOf(const std::string& encodedBody, const char* name) {
   const collector::DecodedReport report =
       collector::ReportDecoder(kDeveloperKey).decode(encodedBody);
   if (!report.json) throw Failure(report.error + ": " + encodedBody.substr(0, 500));
   rapidjson::Document json;
   json.Parse(report.json->data(), report.json->size());
-  if (!json.HasMember("event")) throw Failure("a report without an event: " + *report.json);
-  return json["event"].GetString();
+  if (!json.HasMember(name)) throw Failure(std::string("no ") + name + ": " + *report.json);
+  const rapidjson::Value& value = json[name];
+  return value.IsString() ? value.GetString() : std::to_string(value.GetInt());
 }
+
+std::string eventOf(const std::string& encodedBody) { return fieldOf(encodedBody, "event"); }
 
 Delivery::Delivery(const std::string& request)
     : target(request.substr(5, request.find(' ', 5) - 5)),  // Behind "POST ".

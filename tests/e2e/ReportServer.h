@@ -14,6 +14,8 @@
 namespace e2e {
 
 // What the report in an encoded body tells about; throws Failure when it cannot be decoded.
+// A field of a report, a text or a whole number. Both throw Failure when there is none.
+std::string fieldOf(const std::string& encodedBody, const char* name);
 std::string eventOf(const std::string& encodedBody);
 
 struct Delivery {
