@@ -109,9 +109,11 @@ void CounterTable::increment(Tally tally) { fresh_[static_cast<std::size_t>(tall
 
 void CounterTable::saveSoon() {
   if (isScheduled_.load() || isScheduled_.exchange(true)) return;
-  queue_->postAfter(limits::kCounterSave, [this] {
-    isScheduled_ = false;  // Before saving: what is counted meanwhile is not forgotten.
-    saveWithin(limits::kCounterLock);
+  queue_->postAfter(limits::kCounterSave, [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->isScheduled_ = false;  // Before saving: what is counted meanwhile is not forgotten.
+    self->saveWithin(limits::kCounterLock);
   });
 }
 

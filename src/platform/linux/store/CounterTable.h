@@ -24,7 +24,9 @@ namespace quarnel {
 // counts the difference as lost with them.
 //
 // Not flushed to the disk: only a power failure costs anything, and then the newest numbers.
-class CounterTable final : public CounterStore, public ExitParticipant {
+class CounterTable final : public CounterStore,
+                           public ExitParticipant,
+                           public std::enable_shared_from_this<CounterTable> {
  public:
   // `queue` is for saving; nobody waits for it. What an older version has counted in the file
   // `report-counters` of the same folder is taken over when the database is made.
