@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <charconv>
 #include <functional>
 #include <initializer_list>
 #include <optional>
@@ -45,18 +44,12 @@ class DebugLog {
     explicit Part(const std::optional<std::string>& text)
         : text_(text ? std::string_view(*text) : std::string_view("(null)")) {}
     template <typename Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
-    explicit Part(Number number) {
-      const char* const end = std::to_chars(digits_, digits_ + sizeof digits_, number).ptr;
-      digitCount_ = static_cast<std::size_t>(end - digits_);
-    }
-    std::string_view text() const {
-      return digitCount_ > 0 ? std::string_view(digits_, digitCount_) : text_;
-    }
+    explicit Part(Number number) : digits_(std::to_string(number)) {}
+    std::string_view text() const { return digits_.empty() ? text_ : std::string_view(digits_); }
 
    private:
     std::string_view text_;
-    char digits_[24];
-    std::size_t digitCount_ = 0;
+    std::string digits_;
   };
 
   void write(std::string_view operation, std::initializer_list<Part> parts) const;

@@ -16,7 +16,8 @@ TEST(RoadTest, FirstLaunchAndEvents) {
   scenario.tracker().setIsDebug(true);
   scenario.tracker().setDelegate(&scenario.delegate);
   scenario.tracker().trackAppLaunch();
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
 0.000000 caller: log {setIsDebug:] * * * Quarnel is set to debug mode. This should only be used in development enviornment!!!! * * *
 0.000000 caller: log {trackAppLaunch] Launch
 0.100000 reports: store set QuarnelCounter = 1
@@ -83,7 +84,9 @@ data: <body>
   scenario.expectReport({});
   scenario.tracker().setDelegate(nullptr);
   scenario.tracker().trackEventWithValue("level", "1.5-");
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log {trackEvent:withValue:] Quarnel: numeric value '1.5-' for event 'level' will be categorized as a revenue event.
+  EXPECT_EQ(
+      scenario.after(seconds(1)),
+      R"(0.000000 caller: log {trackEvent:withValue:] Quarnel: numeric value '1.5-' for event 'level' will be categorized as a revenue event.
 0.001000 reports: store set QuarnelCounter = 1
 0.001000 reports: store set QuarnelInAppCounter = 1
 0.001000 reports: store set QuarnelTimePassedSincePrevLaunch = 1457186821.001
@@ -128,7 +131,8 @@ TEST(RoadTest, EventsWithoutALog) {
   scenario.platform.userDefaults()["QuarnelCounter"] = 3;
   scenario.tracker().trackEventWithValue("one", std::nullopt);
   scenario.tracker().trackEventWithValues("several", Dictionary{{"a", "x,y"}});
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
 0.000000 reports: store set QuarnelCounter = 3
 0.000000 reports: store set QuarnelInAppCounter = 1
 0.000000 reports: store set QuarnelTimePassedSincePrevLaunch = 1457186820
@@ -195,7 +199,8 @@ TEST(RoadTest, OfflineEventsAndTheirReplay) {
   scenario.tracker().setIsDebug(true);
   scenario.after(milliseconds(250));
   scenario.tracker().trackEventWithValues("second", std::nullopt);
-  EXPECT_EQ(scenario.after(milliseconds(250)), R"(0.000000 reports: store set QuarnelInAppCounter = 2
+  EXPECT_EQ(scenario.after(milliseconds(250)),
+            R"(0.000000 reports: store set QuarnelInAppCounter = 2
 0.000000 reports: store set QuarnelTimePassedSincePrevLaunch = 1457186820.25
 0.000000 reports: store synchronize
 0.000000 reports: log {build} (1.0.0): entered callServerWithEventName.
@@ -232,7 +237,9 @@ data: <body>
   scenario.tracker().trackEventWithValues("third", std::nullopt);
   scenario.now();
   scenario.tracker().setIsDebug(true);
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log {setIsDebug:] * * * Quarnel is set to debug mode. This should only be used in development enviornment!!!! * * *
+  EXPECT_EQ(
+      scenario.after(seconds(1)),
+      R"(0.000000 caller: log {setIsDebug:] * * * Quarnel is set to debug mode. This should only be used in development enviornment!!!! * * *
 0.100000 cache: log {send} quarnel URL: <events>&timeincache=0.500000&isCachedRequest=true
 data: <body>
 0.100000 cache: log {send} Quarnel: sending request to server 
@@ -329,14 +336,16 @@ data: <body>
 0.099000 cache: log {cache getCacheDirectoryPath] cache dir: <cache>
 0.099000 cache: log {cache processCache] Cache size 0
 )");
-  scenario.platform.post(UIApplicationDidFinishLaunchingNotification,
-                         Dictionary{{std::string(UIApplicationLaunchOptionsURLKey), "app://l"},
-                                    {std::string(UIApplicationLaunchOptionsSourceApplicationKey),
-                                     "com.source"}});
+  scenario.platform.post(
+      UIApplicationDidFinishLaunchingNotification,
+      Dictionary{{std::string(UIApplicationLaunchOptionsURLKey), "app://l"},
+                 {std::string(UIApplicationLaunchOptionsSourceApplicationKey), "com.source"}});
   scenario.platform.setAnswer(ScriptedAnswer::failure());
   scenario.platform.setDeviceFact("systemversion", "7.1");
   scenario.platform.post(UIApplicationDidEnterBackgroundNotification);
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log {handleDidFinishLaunch:] handleDidFinishLaunch source app = com.source
+  EXPECT_EQ(
+      scenario.after(seconds(1)),
+      R"(0.000000 caller: log {handleDidFinishLaunch:] handleDidFinishLaunch source app = com.source
 0.000000 caller: log {handleDidFinishLaunch:] URL Key = app://l
 0.000000 caller: store set QuarnelRealLaunchCounter = 2
 0.000000 caller: store synchronize
@@ -360,7 +369,8 @@ TEST(RoadTest, IdentityOfANewInstallation) {
   scenario.platform.setRandomNumbers({41});
   scenario.platform.setUtcOffset(seconds(90));
   scenario.tracker().getQuarnelUID();
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
 0.000000 caller: store set QuarnelUserId = "1456333649346-42"
 0.000000 caller: store synchronize
 0.000000 caller: store keychain copy {KCQuarnelId,<service>,<one>}
@@ -369,7 +379,8 @@ TEST(RoadTest, IdentityOfANewInstallation) {
   scenario.restart();
   scenario.platform.userDefaults().clear();
   scenario.tracker().getQuarnelUID();
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
 0.000000 caller: store set QuarnelUserId = "1456333649346-1"
 0.000000 caller: store synchronize
 0.000000 caller: store keychain copy {KCQuarnelId,<service>,<one>}
@@ -383,7 +394,8 @@ TEST(RoadTest, IdentityOfANewInstallation) {
   scenario.platform.userDefaults().clear();
   scenario.platform.keychain()["KCQuarnelId"] = "\xff";
   scenario.tracker().getQuarnelUID();
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: log Quarnel SDK version 1.0.0 started build
 0.000000 caller: store set QuarnelUserId = "1456333649346-1"
 0.000000 caller: store synchronize
 0.000000 caller: store keychain copy {KCQuarnelId,<service>,<one>}
@@ -401,7 +413,8 @@ TEST(RoadTest, UninstallRegistration) {
   scenario.platform.userDefaults()["QuarnelReInstallCounter"] = 2;
   scenario.now();
   scenario.tracker().registerUninstall({0x01, 0xab, 0xcd, 0xef, 0x02});
-  EXPECT_EQ(scenario.after(seconds(4)), R"(0.000000 caller: store set QuarnelDeviceToken = "<01abcdef 02>"
+  EXPECT_EQ(scenario.after(seconds(4)),
+            R"(0.000000 caller: store set QuarnelDeviceToken = "<01abcdef 02>"
 3.500000 example.qn.sdk: log {backgroundRegisterUninstall:] calling register Uninstall: https://register.quarnel.example/api/v4/iosevent?buildnumber=1.0.0&app_id=1
 3.500000 example.qn.sdk: log {getCounter:] increase=0
 3.500000 example.qn.sdk: log {getCounter:] lanunch number 1

@@ -65,7 +65,9 @@ TEST(RulesTest, FieldsOfALaunch) {
       {tracker([](QuarnelTracker& t) { t.setDisableAppleAdSupportTracking(true); }),
        {{"advertiserId", R"("")"}, {"advertiserIdEnabled", "false"}},
        ""},
-      {tracker([](QuarnelTracker& t) { t.setCurrencyCode("äö€"); }), {{"currency", R"("äö€")"}}, ""},
+      {tracker([](QuarnelTracker& t) { t.setCurrencyCode("äö€"); }),
+       {{"currency", R"("äö€")"}},
+       ""},
       {tracker([](QuarnelTracker& t) { t.setCurrencyCode("€U"); }),
        {{"currency", R"("€U")"}},
        "{build} Quarnel WARNING: currency code should be 3 characters!!! '€U' is not a legal "
@@ -77,7 +79,9 @@ TEST(RulesTest, FieldsOfALaunch) {
        }),
        {{"appUID", "\"bad \xEF\xBF\xBD id\""}, {"customData", R"("{\"k\":1.5,\"url\":\"a/b\"}")"}},
        ""},
-      {tracker([](QuarnelTracker& t) { t.setAdditionalData(Dictionary{{"when", Date()}}); }),
+      {tracker([](QuarnelTracker& t) {
+         t.setAdditionalData(Dictionary{{"when", Date()}});
+       }),
        {},
        "{build} customData is not valid json data"},
       {[](Scenario& s) { s.ports().simulatedDevice.bundle.hasInfoDictionary = false; },
@@ -175,9 +179,8 @@ TEST(RulesTest, FieldsOfALaunch) {
     scenario.tracker().trackAppLaunch();
     const std::string happened = scenario.after(seconds(1));
     EXPECT_NE(happened.find(row.line), std::string::npos) << happened;
-    Scenario::Changes changes = {
-        {"advertiserId", R"("6D92078A-8246-4BA4-AE5B-76104861E7DC")"},
-        {"advertiserIdEnabled", "true"}};
+    Scenario::Changes changes = {{"advertiserId", R"("6D92078A-8246-4BA4-AE5B-76104861E7DC")"},
+                                 {"advertiserIdEnabled", "true"}};
     changes.insert(changes.end(), row.changes.begin(), row.changes.end());
     scenario.expectReport(changes);
   }
@@ -209,9 +212,8 @@ TEST(RulesTest, LinksAndPushes) {
     return [=](Scenario& s) { s.tracker().handlePushNotification({{key, payload}}); };
   };
   const auto start = [](Value options) {
-    return [=](Scenario& s) {
-      s.platform.post(UIApplicationDidFinishLaunchingNotification, options);
-    };
+    return
+        [=](Scenario& s) { s.platform.post(UIApplicationDidFinishLaunchingNotification, options); };
   };
   const std::string url(UIApplicationLaunchOptionsURLKey);
   const std::string source(UIApplicationLaunchOptionsSourceApplicationKey);
@@ -277,12 +279,10 @@ TEST(RulesTest, LinksAndPushes) {
     const std::string opened =
         *row.opened != 0 ? "0.101000 main: callback opened " + std::string(row.opened) + "\n" : "";
     EXPECT_EQ(scenario.callbacks(seconds(1)), opened);
-    Scenario::Changes changes = {{"iaecounter", "1"},
-                                 {"timepassedsincelastlaunch", "0.125"},
-                                 {"counter", "1"},
-                                 {"timestamp", R"("1457186820.125000")"},
-                                 {"qn_deeplink", row.link},
-                                 {"deeplink_sourceapplication", row.source}};
+    Scenario::Changes changes = {
+        {"iaecounter", "1"},       {"timepassedsincelastlaunch", "0.125"},
+        {"counter", "1"},          {"timestamp", R"("1457186820.125000")"},
+        {"qn_deeplink", row.link}, {"deeplink_sourceapplication", row.source}};
     scenario.expectReport(changes);
     scenario.tracker().trackAppLaunch();
     EXPECT_EQ(scenario.callbacks(seconds(1)), "") << "told once";
@@ -325,7 +325,8 @@ TEST(RulesTest, AdClients) {
   details(Dictionary{{"refused", 1}}, Error{});
   details(Dictionary{{"campaign", 7}}, std::nullopt);
   attributed(true);
-  EXPECT_EQ(scenario.now(), R"(0.000000 caller: log {trackAppLaunch]_block_invoke attribution by iAD: {"campaign":7}
+  EXPECT_EQ(scenario.now(),
+            R"(0.000000 caller: log {trackAppLaunch]_block_invoke attribution by iAD: {"campaign":7}
 0.000000 caller: store set QuarneliAdAttributionKey = true
 0.000000 caller: store synchronize
 )");
@@ -350,7 +351,8 @@ TEST(RulesTest, AdClients) {
   EXPECT_EQ(scenario.platform.requests().size(), 2u) << "an early answer sends nothing again";
   dates(std::nullopt, date);
   attributed(false);
-  EXPECT_EQ(scenario.after(seconds(1)), R"(0.000000 caller: store set QuarneliAdAttributionKey = false
+  EXPECT_EQ(scenario.after(seconds(1)),
+            R"(0.000000 caller: store set QuarneliAdAttributionKey = false
 0.000000 caller: store synchronize
 0.000000 caller: store set QuarneliAdAttributionKey = false
 0.000000 caller: store synchronize
@@ -378,8 +380,9 @@ TEST(RulesTest, AdClients) {
 
 TEST(RulesTest, ConversionData) {
   const std::map<std::string, Value> kept{{"QuarnelUserId", "id"}};
-  const auto outcome = [&kept](std::map<std::string, Value> stored, ScriptedAnswer answer,
-                               Step between = [](Scenario&) {}, bool isTold = true) {
+  const auto outcome = [&kept](
+                           std::map<std::string, Value> stored, ScriptedAnswer answer,
+                           Step between = [](Scenario&) {}, bool isTold = true) {
     Scenario scenario;
     scenario.platform.userDefaults() = kept;
     scenario.platform.userDefaults().merge(stored);
@@ -396,7 +399,9 @@ TEST(RulesTest, ConversionData) {
   const Dictionary old{{"old", 1}};
   const auto ok = [](const char* body) { return ScriptedAnswer::response(200, body); };
   const double day60 = 1457186820 - 5184000;
-  EXPECT_EQ(outcome({{retries, 4}}, ok(R"({"a":null,"b":[{"c":null}],"iscache":false})")), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({{retries, 4}}, ok(R"({"a":null,"b":[{"c":null}],"iscache":false})")),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
@@ -406,7 +411,9 @@ TEST(RulesTest, ConversionData) {
 0.250000 session: store synchronize
 0.250000 session: callback data {"b":[{}]}
 )");
-  EXPECT_EQ(outcome({}, ok(R"({"k":1,"iscache":0})")), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok(R"({"k":1,"iscache":0})")),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
@@ -416,7 +423,9 @@ TEST(RulesTest, ConversionData) {
 0.250000 session: store synchronize
 0.250000 session: callback data {"k":1}
 )");
-  EXPECT_EQ(outcome({}, ok(R"({"k":1,"iscache":true})")), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok(R"({"k":1,"iscache":true})")),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
@@ -425,59 +434,82 @@ TEST(RulesTest, ConversionData) {
 0.250000 session: store synchronize
 0.250000 session: callback data {"k":1}
 )");
-  EXPECT_EQ(outcome({}, ok("[1]")), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok("[1]")),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
 0.250000 session: store synchronize
 0.250000 session: callback failure example.quarnel.ErrorDomain 0 Quarnel bad JSON response.
 )");
-  EXPECT_EQ(outcome({}, ok("{")), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok("{")),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
 0.250000 session: store synchronize
 0.250000 session: callback failure QuarnelJSONError 4 Missing a name for object member. (around byte 1)
 )");
-  EXPECT_EQ(outcome({}, ScriptedAnswer::response(399)), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ScriptedAnswer::response(399)),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 399 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: callback failure example.quarnel.ErrorDomain 399 Quarnel error response from server. Check your Quarnel key and Apple app ID.
 )");
-  EXPECT_EQ(outcome({}, ScriptedAnswer::response(400)), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ScriptedAnswer::response(400)),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 400 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelConversionDataRequestRetries = 1
 0.250000 session: store synchronize
 0.250000 session: callback failure example.quarnel.ErrorDomain 400 Quarnel error response from server. Check your Quarnel key and Apple app ID.
 )");
-  EXPECT_EQ(outcome({{retries, 4}}, ScriptedAnswer::response(499)), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({{retries, 4}}, ScriptedAnswer::response(499)),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 499 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelConversionDataRequestRetries = 5
 0.250000 session: store synchronize
 0.250000 session: callback failure example.quarnel.ErrorDomain 499 Quarnel error response from server. Check your Quarnel key and Apple app ID.
 )");
-  EXPECT_EQ(outcome({}, ScriptedAnswer::response(500)), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ScriptedAnswer::response(500)),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 500 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: callback failure example.quarnel.ErrorDomain 500 Quarnel error response from server. Check your Quarnel key and Apple app ID.
 )");
-  EXPECT_EQ(outcome({}, ScriptedAnswer::response(404), [](Scenario&) {}, false), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome(
+          {}, ScriptedAnswer::response(404), [](Scenario&) {}, false),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 404 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 )");
-  EXPECT_EQ(outcome({}, ScriptedAnswer::failure()), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ScriptedAnswer::failure()),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http failure GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.251000 main: callback failure SimulatedNetwork 7 The network is down.
 )");
   EXPECT_EQ(outcome({{retries, 5}}, ok("{}")), "");
-  EXPECT_EQ(outcome({{data, old}, {since, day60}, {retries, 9}}, ok("{}")), R"(0.001000 main: callback data {"old":1}
+  EXPECT_EQ(outcome({{data, old}, {since, day60}, {retries, 9}}, ok("{}")),
+            R"(0.001000 main: callback data {"old":1}
 )");
-  EXPECT_EQ(outcome({{data, old}, {since, day60 - 1}}, ScriptedAnswer::failure()), R"(0.000000 caller: store set QuarnelConversionDataCacheExpiration = 0
+  EXPECT_EQ(outcome({{data, old}, {since, day60 - 1}}, ScriptedAnswer::failure()),
+            R"(0.000000 caller: store set QuarnelConversionDataCacheExpiration = 0
 0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http failure GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.251000 main: callback failure SimulatedNetwork 7 The network is down.
 )");
-  EXPECT_EQ(outcome({}, ok("{}"), [](Scenario& s) { s.tracker().setDelegate(nullptr); }), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok("{}"), [](Scenario& s) { s.tracker().setDelegate(nullptr); }),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 )");
-  EXPECT_EQ(outcome({}, ok("{}"), [](Scenario& s) { s.tracker().setAppleAppID("1 2"); }), R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
+  EXPECT_EQ(
+      outcome({}, ok("{}"), [](Scenario& s) { s.tracker().setAppleAppID("1 2"); }),
+      R"(0.000000 caller: http GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: http 200 GET https://conversions.quarnel.example/install_data/v3/id1?devkey=k&y&device_id=id
 0.250000 session: store set QuarnelGetConversionDataTiming = 0.25
 0.250000 session: store remove QuarnelConversionDataRequestRetries
@@ -489,8 +521,9 @@ TEST(RulesTest, ConversionData) {
 }
 
 TEST(RulesTest, PurchaseValidation) {
-  const auto outcome = [](ScriptedAnswer answer, Step setup = [](Scenario&) {},
-                          std::optional<Dictionary> parameters = std::nullopt) {
+  const auto outcome = [](
+                           ScriptedAnswer answer, Step setup = [](Scenario&) {},
+                           std::optional<Dictionary> parameters = std::nullopt) {
     Scenario scenario(wholeEnvironment());
     scenario.platform.userDefaults()["QuarnelUserId"] = "id";
     scenario.platform.files()["/receipt"] = "Ma";
@@ -514,10 +547,13 @@ TEST(RulesTest, PurchaseValidation) {
     return text;
   };
   const auto ok = [](const char* body) { return ScriptedAnswer::response(500, body); };
-  EXPECT_EQ(outcome(ok(R"({"status":0,"receipt":{"in_app":[{"transaction_id":"t0"},)"
-                       R"({"transaction_id":"t1"},{"transaction_id":"t1"}]}})"),
-                    [](Scenario& s) { s.tracker().setUseReceiptValidationSandbox(true); },
-                    Dictionary{{"k", "v"}}), R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"true","url":"https://services.quarnel.example/validate-ios-receipt"}
+  EXPECT_EQ(
+      outcome(
+          ok(R"({"status":0,"receipt":{"in_app":[{"transaction_id":"t0"},)"
+             R"({"transaction_id":"t1"},{"transaction_id":"t1"}]}})"),
+          [](Scenario& s) { s.tracker().setUseReceiptValidationSandbox(true); },
+          Dictionary{{"k", "v"}}),
+      R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"true","url":"https://services.quarnel.example/validate-ios-receipt"}
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] url = https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=true
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] Quarnel: sending request to server 
 0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=true
@@ -529,7 +565,9 @@ TEST(RulesTest, PurchaseValidation) {
 0.050000 session: callback success {"status":0,"receipt":{"in_app":[{"transaction_id":"t0"},{"transaction_id":"t1"},{"transaction_id":"t1"}]}}
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22true%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%2C%22qn_param_1%22:%7B%22k%22:%22v%22%7D%7D
 )");
-  EXPECT_EQ(outcome(ok(R"({"status":21002})")), R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
+  EXPECT_EQ(
+      outcome(ok(R"({"status":21002})")),
+      R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] url = https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] Quarnel: sending request to server 
 0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
@@ -541,8 +579,10 @@ TEST(RulesTest, PurchaseValidation) {
 0.050000 session: callback failure no error {"status":21002}
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22false%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%7D
 )");
-  EXPECT_EQ(outcome(ok(R"({"status":0,"receipt":{"in_app":[]}})"),
-                    [](Scenario& s) { s.tracker().setAppleAppID(std::nullopt); }), R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
+  EXPECT_EQ(
+      outcome(ok(R"({"status":0,"receipt":{"in_app":[]}})"),
+              [](Scenario& s) { s.tracker().setAppleAppID(std::nullopt); }),
+      R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] url = https://services.quarnel.example/validate-ios-receipt?app_id=(null)&quarnel_id=id&dev_key=k&y&sandbox=false
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] Quarnel: sending request to server 
 0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=(null)&quarnel_id=id&dev_key=k&y&sandbox=false
@@ -554,7 +594,9 @@ TEST(RulesTest, PurchaseValidation) {
 0.050000 session: callback failure no error {"status":0,"receipt":{"in_app":[]}}
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22false%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%7D
 )");
-  EXPECT_EQ(outcome(ScriptedAnswer::failure()), R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
+  EXPECT_EQ(
+      outcome(ScriptedAnswer::failure()),
+      R"(0.000000 example.quarnel.QuarnelPurchases: log {validate} parameters = {"data":{"receipt-data":"TWE="},"quarnelId":"id","appDevKey":"k&y","appId":"1","sandbox":"false","url":"https://services.quarnel.example/validate-ios-receipt"}
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] url = https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
 0.000000 example.quarnel.QuarnelPurchases: log {handler sendPOSTRequest:complitionBlock:] Quarnel: sending request to server 
 0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
@@ -567,7 +609,9 @@ TEST(RulesTest, PurchaseValidation) {
 0.050000 session: callback failure The network is down. no answer
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22false%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%7D
 )");
-  EXPECT_EQ(outcome(ok("{"), [](Scenario& s) { s.tracker().setIsDebug(false); }), R"(0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
+  EXPECT_EQ(
+      outcome(ok("{"), [](Scenario& s) { s.tracker().setIsDebug(false); }),
+      R"(0.000000 example.quarnel.QuarnelPurchases: http POST https://services.quarnel.example/validate-ios-receipt?app_id=1&quarnel_id=id&dev_key=k&y&sandbox=false
   Accept: application/json
   Content-Type: application/json
   {"receipt-data":"TWE="}
@@ -575,13 +619,14 @@ TEST(RulesTest, PurchaseValidation) {
 0.050000 session: callback failure Missing a name for object member. (around byte 1) no answer
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22false%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%7D
 )");
-  EXPECT_EQ(outcome(ok("{}"), [](Scenario& s) { s.platform.files().clear(); }), R"(0.000000 example.quarnel.QuarnelPurchases: log {validate}_block_invoke Failed validating receipt = no store receipt
+  EXPECT_EQ(
+      outcome(ok("{}"), [](Scenario& s) { s.platform.files().clear(); }),
+      R"(0.000000 example.quarnel.QuarnelPurchases: log {validate}_block_invoke Failed validating receipt = no store receipt
 0.000000 example.quarnel.QuarnelPurchases: callback failure no store receipt no answer
 %7B%22qn_revenue%22:4.99%2C%22qn_validated%22:%22false%22%2C%22qn_content_id%22:%22p1%22%2C%22qn_currency%22:%22EUR%22%2C%22qn_quantity%22:1%7D
 )");
-  EXPECT_EQ(outcome(ok("{}"), [](Scenario& s) {
-              s.platform.setDeviceFact("systemversion", "6.9");
-            }), "");
+  EXPECT_EQ(
+      outcome(ok("{}"), [](Scenario& s) { s.platform.setDeviceFact("systemversion", "6.9"); }), "");
 }
 
 }  // namespace
