@@ -76,7 +76,7 @@ Decimal shortestDecimal(Number number) {
   int mantissaExponent = 0;
   const bool isPowerOfTwo = std::frexp(number, &mantissaExponent) == Number(0.5);
   for (int digits = isNormal ? Limits::digits10 : 1; digits < Limits::max_digits10; ++digits) {
-    const Decimal nearest = rounded(number, digits);
+    Decimal nearest = rounded(number, digits);
     if (readsBackAs(number, nearest)) return nearest;
     // Above a power of two, numbers lie half as dense as below it: the second nearest may do.
     if (!isPowerOfTwo) continue;

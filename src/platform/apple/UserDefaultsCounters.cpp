@@ -1,5 +1,6 @@
 #include "platform/apple/UserDefaultsCounters.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -18,7 +19,7 @@ CounterStore::Totals totalsFrom(const std::optional<Value>& stored) {
   for (std::size_t i = 0; i < totals.size(); ++i) {
     const std::int64_t* const number = (*numbers)[i].integer();
     if (number == nullptr || *number < 0) return {};
-    totals[i] = static_cast<std::uint64_t>(*number);
+    totals.at(i) = static_cast<std::uint64_t>(*number);
   }
   return totals;
 }
@@ -29,8 +30,8 @@ UserDefaultsCounters::UserDefaultsCounters(UserDefaults& defaults,
                                            std::shared_ptr<SerialQueue> queue)
     : defaults_(defaults), queue_(std::move(queue)) {}
 
-void UserDefaultsCounters::increment(std::size_t counter) {
-  fresh_[counter].fetch_add(1, std::memory_order_relaxed);
+void UserDefaultsCounters::increment(Tally tally) {
+  fresh_.at(static_cast<std::size_t>(tally)).fetch_add(1, std::memory_order_relaxed);
 }
 
 void UserDefaultsCounters::saveSoon() {
@@ -41,23 +42,45 @@ void UserDefaultsCounters::saveSoon() {
   });
 }
 
+// With mutex_ held. The application is one process: what an earlier one had accepted and not ended
+// has ended with it.
+CounterStore::Totals UserDefaultsCounters::load() {
+  Totals totals = totalsFrom(defaults_.get(kKey));
+  if (std::exchange(isLoaded_, true)) return totals;
+  const std::uint64_t open =
+      totals[Tally::kAccepted] - std::min(totals[Tally::kAccepted], totals.ended());
+  if (open == totals[Tally::kWithProcess]) return totals;
+  totals[Tally::kWithProcess] = open;
+  store(totals);
+  return totals;
+}
+
+void UserDefaultsCounters::store(const Totals& totals) {
+  defaults_.set(kKey, Value::Array(totals.begin(), totals.end()));
+}
+
 void UserDefaultsCounters::save() {
   const std::lock_guard lock(mutex_);
-  Totals totals = totalsFrom(defaults_.get(kKey));
+  Totals totals = load();
   bool isChanged = false;
-  Value::Array numbers;
   for (std::size_t i = 0; i < kCounters; ++i) {
-    const std::uint64_t added = fresh_[i].exchange(0);
+    const std::uint64_t added = fresh_.at(i).exchange(0);
     isChanged = isChanged || added != 0;
-    numbers.emplace_back(totals[i] + added);
+    totals.at(i) += added;
   }
-  if (isChanged) defaults_.set(kKey, std::move(numbers));
+  if (isChanged) store(totals);
+}
+
+void UserDefaultsCounters::recordsListed(std::uint64_t records) {
+  const std::uint64_t missing = totals().missingRecords(records);
+  fresh_.at(static_cast<std::size_t>(Tally::kDeletedFromCache)).fetch_add(missing);
+  saveSoon();
 }
 
 CounterStore::Totals UserDefaultsCounters::totals() {
   const std::lock_guard lock(mutex_);
-  Totals totals = totalsFrom(defaults_.get(kKey));
-  for (std::size_t i = 0; i < kCounters; ++i) totals[i] += fresh_[i].load();
+  Totals totals = load();
+  for (std::size_t i = 0; i < kCounters; ++i) totals.at(i) += fresh_.at(i).load();
   return totals;
 }
 

@@ -18,18 +18,23 @@ class UserDefaultsCounters final : public CounterStore {
   // `queue` is for saving; nobody waits for it.
   UserDefaultsCounters(UserDefaults& defaults, std::shared_ptr<SerialQueue> queue);
 
-  void increment(std::size_t counter) override;
+  void increment(Tally tally) override;
   void saveSoon() override;
+  void recordsListed(std::uint64_t records) override;
   Totals totals() override;
 
   void save();
 
  private:
+  Totals load();
+  void store(const Totals& totals);
+
   UserDefaults& defaults_;
   const std::shared_ptr<SerialQueue> queue_;
   std::array<std::atomic<std::uint64_t>, kCounters> fresh_{};  // Not saved yet.
   std::atomic<bool> isScheduled_ = false;
-  std::mutex mutex_;  // Held while the entry is used.
+  std::mutex mutex_;       // Held while the entry is used.
+  bool isLoaded_ = false;  // By this process.
 };
 
 }  // namespace quarnel
