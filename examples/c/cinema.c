@@ -80,7 +80,9 @@ int main(int argument_count, char** arguments) {
   check(quarnel_tracker_set_quarnel_dev_key(tracker, "devkey"));
   check(quarnel_tracker_set_apple_app_id(tracker, "123456789"));
   check(quarnel_tracker_set_customer_user_id(tracker, "viewer-42"));
-  check(quarnel_tracker_set_delegate(tracker, make_delegate()));
+  quarnel_delegate* delegate = make_delegate();
+  check(quarnel_tracker_set_delegate(tracker, delegate));
+  quarnel_delegate_release(delegate); /* The tracker holds it from here on. */
   live(tracker);
   /* About to end: give what is under way a moment, callbacks included. */
   check(quarnel_tracker_drain(tracker, 20000));
