@@ -20,8 +20,9 @@ class OneValue final : public UserDefaults {
   std::optional<Value> get(std::string_view) const override { return value_; }
   void set(std::string_view, Value value) override { value_ = std::move(value); }
   void remove(std::string_view) override { value_.reset(); }
-  Value modify(std::string_view, const ValueChange& change) override {
-    return *(value_ = change(value_));
+  void update(const Change& /*change*/) override {}
+  bool updateWithin(std::chrono::milliseconds /*limit*/, const Change& /*change*/) override {
+    return true;
   }
   bool synchronize() override { return true; }
 
