@@ -1,6 +1,7 @@
 #include "tracker/EventTracking.h"
 
 #include <chrono>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -29,29 +30,15 @@ void EventTracking::trackEventWithValue(std::optional<std::string> eventName,
     log_(kWithValue, "Quarnel: numeric value '", value, "' for event '", eventName,
          "' will be categorized as a revenue event.");
   }
-  ReportRequest request;
-  request.ticket = intake_.admit(kWithValue, sizeOf(eventName) + sizeOf(value));
-  if (!request.ticket) return;
-  request.eventName = std::move(eventName);
-  request.value = std::move(value);
-  request.isEvent = true;
-  // Queue and list agree on the order, as the task is posted under the lock.
-  const std::lock_guard lock(mutex_);
-  withValue_.push_back(std::move(request));
-  try {
-    mainQueue_.postAfter(kHandOverDelay, [this] { handOverOne(); });
-  } catch (...) {
-    withValue_.pop_back();
-    throw;
-  }
-}
-
-void EventTracking::handOverOne() {
-  std::unique_lock lock(mutex_);
-  ReportRequest request = std::move(withValue_.front());
-  withValue_.pop_front();
-  lock.unlock();
-  builder_.callServerWithEventName(std::move(request));
+  // Shared, as tasks are copyable.
+  const auto request = std::make_shared<ReportRequest>();
+  request->ticket = intake_.admit(kWithValue, sizeOf(eventName) + sizeOf(value));
+  if (!request->ticket) return;
+  request->eventName = std::move(eventName);
+  request->value = std::move(value);
+  request->isEvent = true;
+  mainQueue_.postAfter(kHandOverDelay,
+                       [this, request] { builder_.callServerWithEventName(std::move(*request)); });
 }
 
 void EventTracking::trackEventWithValues(std::optional<std::string> eventName,

@@ -2,9 +2,7 @@
 
 #include <QuarnelTvOsLib/Value.h>
 
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -34,19 +32,12 @@ class EventTracking {
   void trackLocation(double longitude, double latitude);
 
  private:
-  void handOverOne();
-
   ReportIntake& intake_;
   ReportBuilder& builder_;
   SerialQueue& mainQueue_;
   const std::shared_ptr<SerialQueue> workQueue_;
   const DebugLog& log_;
-
   Mailbox<ReportRequest> withValues_;
-
-  // Events with one value, each with a task of its own on the main queue.
-  std::mutex mutex_;
-  std::deque<ReportRequest> withValue_;
 };
 
 }  // namespace quarnel

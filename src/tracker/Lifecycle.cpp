@@ -80,7 +80,6 @@ void Lifecycle::handleEnteredBackground() {
       statistics.timeInApp = std::chrono::duration<double>(now - *fields.lastLaunchTime).count();
     }
   });
-  statistics.conversionTiming = storedDouble(defaults_, keys::kConversionTiming);
   counters_.incrementRealLaunchCounter();
   auto ticket = waiting_.admit(0);
   if (!ticket) {
@@ -111,6 +110,7 @@ void Lifecycle::backgroundstatCall(const Statistics& statistics) {
 }
 
 std::string Lifecycle::bodyOf(const Statistics& statistics) {
+  const double conversionTiming = storedDouble(defaults_, keys::kConversionTiming);
   std::string body = "app_id=";
   body += textOrNull(statistics.settings->appleAppID);
   body += "&devkey=";
@@ -120,7 +120,7 @@ std::string Lifecycle::bodyOf(const Statistics& statistics) {
   body += "&statType=user_closed_app";
   body += "&launch_counter=" + std::to_string(counters_.getCounter());
   body += "&platform=iOS";
-  body += "&gcd_conversion_data_timing=" + fixed(statistics.conversionTiming, 6);
+  body += "&gcd_conversion_data_timing=" + fixed(conversionTiming, 6);
   return body;
 }
 

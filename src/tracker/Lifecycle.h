@@ -51,12 +51,12 @@ class Lifecycle {
   void start();
 
  private:
-  // What the statistics tell, as it was at the notification. Only the launch counter is read later,
-  // when all launches that were handed over before are counted.
+  // What the statistics tell of the moment of the notification. What is stored is read later: the
+  // launch counter when all launches that were handed over before are counted, and nothing here
+  // must wait for the store.
   struct Statistics {
     std::shared_ptr<const Settings> settings;
     double timeInApp = 0;
-    double conversionTiming = 0;
   };
 
   // The name has to live as long as this.

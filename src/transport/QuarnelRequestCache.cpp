@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -36,7 +37,13 @@ QuarnelRequestCache::QuarnelRequestCache(FileSystem& files, Dispatcher& dispatch
 void QuarnelRequestCache::cacheRequest(RequestRecord record, std::function<void()> done) {
   isLoadQueued_ = false;  // That load would come too early for this record.
   queue_->post([this, record = std::move(record), done = std::move(done)] {
-    if (record) write(*record);
+    try {
+      if (record) write(*record);
+    } catch (const std::exception& exception) {
+      // Memory has run out before anything was counted; a record can be very large.
+      ledger_.count(Tally::kCacheWriteFailed);
+      log_("-[QuarnelRequestCache cacheRequest:]", "Error writing file: ", exception.what());
+    }
     done();
   });
 }

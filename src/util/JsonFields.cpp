@@ -75,12 +75,11 @@ void JsonFields::set(std::string_view key, std::int64_t number) {
 
 void JsonFields::set(std::string_view key, double number) { setValue(key, number); }
 
-bool JsonFields::setValue(std::string_view key, const Value& value, std::string* why) {
-  const std::optional<std::string> json = writeJson(value, why);
-  if (!json) return false;
+void JsonFields::setValue(std::string_view key, const Value& value) {
+  const std::optional<std::string> json = writeJson(value);
+  if (!json) return;
   begin(key);
   text_ += *json;
-  return true;
 }
 
 void JsonFields::append(std::string_view fields) {

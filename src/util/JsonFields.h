@@ -21,13 +21,12 @@ class JsonFields {
   void set(std::string_view key, std::int64_t number);
   void set(std::string_view key, double number);  // Finite.
 
-  // False, and nothing is added, when the value has no JSON form; `why` says what was met.
-  bool setValue(std::string_view key, const Value& value, std::string* why = nullptr);
+  // Adds nothing when the value has no JSON form.
+  void setValue(std::string_view key, const Value& value);
 
   // Adds fields made elsewhere; empty text adds nothing.
   void append(std::string_view fields);
 
-  const std::string& text() const { return text_; }
   std::string take() { return std::move(text_); }
   void reserve(std::size_t size) { text_.reserve(size); }
 
