@@ -262,6 +262,10 @@ TEST_F(PurchaseTest, EveryAnswerThatIsNoConfirmationFails) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"status":0,"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "success"},
       {R"({"status":"0x","receipt":{"in_app":[{"transaction_id":"t1"}]}})", "success"},
+      {R"({"status":0.5,"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "success"},
+      {R"({"status":false,"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "success"},
+      {R"({"status":1.0,"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "no error"},
+      {R"({"status":true,"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "no error"},
       {R"({"status":21002})", "no error"},
       {R"({"receipt":{"in_app":[{"transaction_id":"t1"}]}})", "no error"},
       {R"({"status":0,"receipt":{"in_app":[]}})", "no error"},

@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "SimulatedPorts.h"
 #include "util/Json.h"
 
 namespace quarnel {
@@ -142,6 +143,73 @@ TEST_F(ReportTest, WaitingReportsKeepTheirMoment) {
   }
   EXPECT_EQ(platform.tracker().diagnostics().lost.missingDeveloperKey, 3U);
   EXPECT_EQ(platform.userDefaults()["QuarnelInAppCounter"], Value(1340));
+}
+
+// Two reports are handed over before the first is gathered, and something changes in between.
+TEST_F(ReportTest, ReportsGatheredTogetherKeepTheirOwnSettings) {
+  platform.tracker().setCustomerUserID("a");
+  platform.tracker().trackAppLaunch();
+  platform.advance(milliseconds(99));
+  // All three fall due with the launch, in this order.
+  testing::portsOf(platform).dispatcher().mainQueue().postAfter(
+      milliseconds(1), [this] { platform.tracker().setCustomerUserID("b"); });
+  platform.tracker().trackEventWithValue("e", "v");
+  platform.advance(seconds(1));
+  const auto reports = platform.reports(kKey);
+  ASSERT_EQ(reports.size(), 2U);
+  EXPECT_EQ(field(reports[0], "event") + field(reports[0], "appUID"), R"("Launched""a")");
+  EXPECT_EQ(field(reports[1], "event") + field(reports[1], "appUID"), R"("e""b")");
+}
+
+TEST_F(ReportTest, LaunchesHaveRoomOfTheirOwn) {
+  platform.setAnswer(ScriptedAnswer::silence());
+  for (int i = 0; i < 300; ++i) platform.tracker().trackEventWithValues("e", std::nullopt);
+  platform.advance(seconds(1));
+  EXPECT_EQ(platform.requests().size(), 256U);
+  for (int i = 0; i < 30; ++i) platform.tracker().trackAppLaunch();
+  platform.advance(seconds(1));
+  EXPECT_EQ(platform.requests().size(), 272U);
+  EXPECT_EQ(platform.tracker().diagnostics().waiting, 58U);
+}
+
+TEST_F(ReportTest, LogsActivitiesAndWhatIsWrongWithTheAppID) {
+  auto& tracker = platform.tracker();
+  const UserActivity activity{NSUserActivityTypeBrowsingWeb, "https://w"};
+  const std::string shown = "<NSUserActivity NSUserActivityTypeBrowsingWeb https://w>";
+  const std::string validate = "Quarnel: -[QuarnelTracker validateAppID] ";
+  const auto lines = [&](const std::string& operation) {
+    std::vector<std::string> found;
+    for (const auto& line : platform.log()) {
+      if (line.text.find(operation) != std::string::npos) found.push_back(line.text);
+    }
+    platform.log().clear();
+    return found;
+  };
+  tracker.didUpdateUserActivity(activity);
+  EXPECT_EQ(lines("Activity"), std::vector<std::string>()) << "without debug mode";
+  tracker.setIsDebug(true);
+  tracker.continueUserActivity(activity, nullptr);
+  tracker.didUpdateUserActivity(activity);
+  EXPECT_EQ(
+      lines("Activity"),
+      (std::vector<std::string>{
+          "Quarnel: -[QuarnelTracker continueUserActivity:restorationHandler:] User Activity: " +
+              shown + ", restoration Handler: (null)",
+          "Quarnel: -[QuarnelTracker didUpdateUserActivity:] didUpdateUserActivity = " + shown}));
+  const std::pair<std::optional<std::string>, std::vector<std::string>> rows[] = {
+      {"123", {}},
+      {std::nullopt, {validate + "Quarnel Error: appleAppID is missing!"}},
+      {"",
+       {validate + "Quarnel Error: appleAppID should be a number!", validate + "appleAppID: ''"}},
+      {"12a",
+       {validate + "Quarnel Error: appleAppID should be a number!",
+        validate + "appleAppID: '12a'"}},
+  };
+  for (const auto& [appID, expected] : rows) {
+    tracker.setAppleAppID(appID);
+    event();
+    EXPECT_EQ(lines("validateAppID"), expected);
+  }
 }
 
 TEST_F(ReportTest, UpdateDateIsKeptUntilTheVersionChanges) {
