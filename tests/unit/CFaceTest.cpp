@@ -218,6 +218,7 @@ TEST_F(CFaceTest, CallbacksBringWhatTheServiceSays) {
       calls.end());
   EXPECT_EQ(quarnel_delegate_set_on_app_open_attribution(delegate, nullptr, nullptr),
             QUARNEL_TOO_LATE);
+  quarnel_delegate_release(delegate);
   EXPECT_EQ(taken(quarnel_tracker_diagnostics(tracker)).rfind(R"({"accepted":2,"notDue":0,)"), 0u);
 }
 
